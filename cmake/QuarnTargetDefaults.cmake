@@ -1,0 +1,17 @@
+# quarn_target_defaults(TARGET): the compiler settings of every target of this project. They are private to the target:
+# a project that adds this one as a subdirectory keeps its own.
+function(quarn_target_defaults target)
+  target_compile_features(${target} PUBLIC cxx_std_20)
+  set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF POSITION_INDEPENDENT_CODE ON)
+  # No contraction into fused multiply-adds: the same source gives the same digits at every optimisation level.
+  target_compile_options(${target} PRIVATE -ffp-contract=off
+    -Wall -Wextra -Wshadow -Wconversion -Wextra-semi -Wnon-virtual-dtor -Wmissing-declarations)
+  if(QUARN_WARNINGS_AS_ERRORS)
+    target_compile_options(${target} PRIVATE -Werror)
+  endif()
+  if(QUARN_SANITIZE)
+    target_compile_options(${target} PRIVATE -fsanitize=${QUARN_SANITIZE} -fno-sanitize-recover=all
+      -fno-omit-frame-pointer -O1)
+    target_link_options(${target} PRIVATE -fsanitize=${QUARN_SANITIZE})
+  endif()
+endfunction()

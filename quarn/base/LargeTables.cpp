@@ -1,0 +1,29 @@
+#include <quarn/base/LargeTables_detail.h>
+
+#include <cstddef>
+#include <cstdint>
+
+#ifdef __linux__
+#include <sys/mman.h>
+#endif
+
+namespace quarn::detail {
+
+void ResizeUninitialised(MatrixXd& matrix, Eigen::Index rows, Eigen::Index columns) {
+    const Eigen::Index before = matrix.size();
+    matrix.resize(rows, columns);
+#if defined(__linux__) && defined(MADV_HUGEPAGE)
+    constexpr std::uintptr_t page = std::uintptr_t{1} << 12;
+    constexpr std::size_t worthwhile = std::size_t{8} << 20;  // four pages of 2 MiB
+    const std::size_t bytes = static_cast<std::size_t>(matrix.size()) * sizeof(double);
+    if (matrix.size() == before || bytes < worthwhile) return;
+    const auto block = reinterpret_cast<std::uintptr_t>(matrix.data());
+    const std::uintptr_t begin = (block + page - 1) & ~(page - 1);
+    const std::uintptr_t end = (block + bytes) & ~(page - 1);
+    madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE);
+#else
+    static_cast<void>(before);
+#endif
+}
+
+}  // namespace quarn::detail
