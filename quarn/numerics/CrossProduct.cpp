@@ -1,0 +1,213 @@
+// Cross-products in tiles of columns: the rows are taken in chunks that stay in the cache, and within a chunk each tile
+// of I x J column pairs keeps its sums of four lanes in registers. Between chunks the sums rest in memory, so neither
+// the chunk nor the tile has any influence on the digits: they may be tuned freely. The lanes, the separate
+// multiplication and addition, and the tree at the end may not: they are the documented order. No library type enters
+// the functions that are compiled for AVX2, lest its inline functions be emitted there for the whole program.
+
+#include <quarn/numerics/CrossProduct_detail.h>
+
+#include <algorithm>
+#include <vector>
+
+namespace quarn::detail {
+namespace {
+
+using Eigen::Index;
+
+constexpr Index Lanes = 4;
+
+/// Four lanes: one register with AVX2, two without.
+using Quad = double __attribute__((vector_size(32)));
+
+// At any address. By reference: a result of this type would have another calling convention without AVX2.
+__attribute__((always_inline)) inline void Load(Quad& lanes, const double* from) {
+    __builtin_memcpy(&lanes, from, sizeof lanes);
+}
+__attribute__((always_inline)) inline void Store(double* to, const Quad& lanes) {
+    __builtin_memcpy(to, &lanes, sizeof lanes);
+}
+
+/// Rows of a chunk: the seven columns of a tile (14 kB) stay in the first-level cache, those of 100 columns in the
+/// second.
+constexpr Index ChunkRows = 256;
+
+/// From this many columns on, a copy of those of a tile, aligned and side by side, pays for itself (by a tenth at 50).
+constexpr Index WideMatrix = 32;
+
+/// Columns from `cells` on, `stride` apart.
+struct Panel {
+    const double* cells;
+    Index stride;
+    __attribute__((always_inline)) const double* Column(Index j) const { return cells + j * stride; }
+    __attribute__((always_inline)) Panel From(Index j) const { return {cells + j * stride, stride}; }
+};
+
+/// The sums of lanes, row by row: of the k x m rectangle, or of the lower triangle with its diagonal.
+struct Sums {
+    double* cells;
+    Index m;
+    bool isTriangle;
+    __attribute__((always_inline)) double* At(Index i, Index j) const {
+        return cells + Lanes * ((isTriangle ? i * (i + 1) / 2 : i * m) + j);
+    }
+};
+
+/// What one sweep multiplies: n rows, a multiple of 4 and at most ChunkRows, of x (k columns), d (or null) and z (m
+/// columns).
+struct Chunk {
+    Index n, k, m;
+    Panel x, z;
+    const double* d;
+};
+
+/// Adds the products of I columns of a and J columns of b to the sums from (i, j) on. On the diagonal only those on or
+/// below it.
+template <int I, int J, bool OnDiagonal>
+__attribute__((always_inline)) inline void AddTile(Index n, const Panel& a, const Panel& b, const Sums& sums, Index i,
+                                                   Index j) {
+    const double* x[I];
+    const double* z[J];
+    Quad sum[I][J];
+#pragma GCC unroll 4
+    for (int q = 0; q < J; ++q) z[q] = b.Column(q);
+#pragma GCC unroll 4
+    for (int p = 0; p < I; ++p) {
+        x[p] = a.Column(p);
+#pragma GCC unroll 4
+        for (int q = 0; q < (OnDiagonal ? p + 1 : J); ++q) {
+            Load(sum[p][q], sums.At(i + p, j + q));
+        }
+    }
+    for (Index row = 0; row < n; row += Lanes) {
+        Quad zRows[J];
+#pragma GCC unroll 4
+        for (int q = 0; q < J; ++q) Load(zRows[q], z[q] + row);
+#pragma GCC unroll 4
+        for (int p = 0; p < I; ++p) {
+            Quad xRows;
+            Load(xRows, x[p] + row);
+#pragma GCC unroll 4
+            for (int q = 0; q < (OnDiagonal ? p + 1 : J); ++q) sum[p][q] += xRows * zRows[q];
+        }
+    }
+#pragma GCC unroll 4
+    for (int p = 0; p < I; ++p) {
+#pragma GCC unroll 4
+        for (int q = 0; q < (OnDiagonal ? p + 1 : J); ++q) {
+            Store(sums.At(i + p, j + q), sum[p][q]);
+        }
+    }
+}
+
+/// I columns of x, scaled by d if there is one, with all columns of z, or with the columns of x up to their own.
+template <int I, int MaxJ>
+__attribute__((always_inline)) inline void AddBlock(const Chunk& chunk, const Sums& sums, Index i) {
+    alignas(Quad) double block[I * ChunkRows];
+    Panel a = chunk.x.From(i);
+    if (chunk.d || chunk.k >= WideMatrix) {
+        for (int p = 0; p < I; ++p) {
+            const double* const column = a.Column(p);
+            double* const copy = block + p * ChunkRows;
+            if (chunk.d) {
+                for (Index row = 0; row < chunk.n; ++row) copy[row] = chunk.d[row] * column[row];
+            } else {
+                for (Index row = 0; row < chunk.n; ++row) copy[row] = column[row];
+            }
+        }
+        a = {block, ChunkRows};
+    }
+    const Index columns = sums.isTriangle ? i : chunk.m;
+    Index j = 0;
+    // Four columns left are taken as two and two: a tile with one column waits for its additions.
+    for (; columns - j >= MaxJ && columns - j != MaxJ + 1; j += MaxJ) {
+        AddTile<I, MaxJ, false>(chunk.n, a, chunk.z.From(j), sums, i, j);
+    }
+    for (; columns - j >= 2; j += 2) AddTile<I, 2, false>(chunk.n, a, chunk.z.From(j), sums, i, j);
+    if (j < columns) AddTile<I, 1, false>(chunk.n, a, chunk.z.From(j), sums, i, j);
+    if (sums.isTriangle) AddTile<I, I, true>(chunk.n, a, chunk.z.From(i), sums, i, i);
+}
+
+template <int MaxI, int MaxJ>
+__attribute__((always_inline)) inline void AddChunk(const Chunk& chunk, const Sums& sums) {
+    Index i = 0;
+    for (; chunk.k - i >= MaxI; i += MaxI) AddBlock<MaxI, MaxJ>(chunk, sums, i);
+    if constexpr (MaxI > 3) {
+        if (chunk.k - i == 3) AddBlock<3, MaxJ>(chunk, sums, i);
+        if (chunk.k - i == 2) AddBlock<2, MaxJ>(chunk, sums, i);
+    }
+    if (chunk.k - i == 1) AddBlock<1, MaxJ>(chunk, sums, i);
+}
+
+// The sums of a tile fill the register file: 12 of 16 registers with AVX2, 8 (two for each sum) without.
+using AddChunkFunction = void (*)(const Chunk&, const Sums&);
+
+void AddChunkPortable(const Chunk& chunk, const Sums& sums) { AddChunk<2, 2>(chunk, sums); }
+
+#ifdef __x86_64__
+__attribute__((target("avx2"))) void AddChunkAvx2(const Chunk& chunk, const Sums& sums) { AddChunk<4, 3>(chunk, sums); }
+
+AddChunkFunction BestAddChunk() { return __builtin_cpu_supports("avx2") ? AddChunkAvx2 : AddChunkPortable; }
+#else
+AddChunkFunction BestAddChunk() { return AddChunkPortable; }
+#endif
+
+/// The last n < 4 rows of a panel, filled up with zeros, which leave the sums as they are.
+std::vector<double> PaddedRows(const Panel& panel, Index columns, Index from, Index n) {
+    std::vector<double> rows(static_cast<std::size_t>(Lanes * columns));
+    for (Index j = 0; j < columns; ++j) {
+        std::copy_n(panel.Column(j) + from, n, rows.begin() + static_cast<std::ptrdiff_t>(Lanes * j));
+    }
+    return rows;
+}
+
+/// Sweeps over all rows of `whole`, whose n is any number.
+void AddRows(const Chunk& whole, const Sums& sums, Instructions instructions) {
+    const AddChunkFunction addChunk = instructions == Instructions::Best ? BestAddChunk() : AddChunkPortable;
+    const Index full = whole.n - whole.n % Lanes;
+    for (Index from = 0; from < full; from += ChunkRows) {
+        addChunk({std::min(ChunkRows, full - from),
+                  whole.k,
+                  whole.m,
+                  {whole.x.cells + from, whole.x.stride},
+                  {whole.z.cells + from, whole.z.stride},
+                  whole.d ? whole.d + from : nullptr},
+                 sums);
+    }
+    const Index left = whole.n - full;
+    if (left == 0) return;
+    const auto x = PaddedRows(whole.x, whole.k, full, left);
+    const auto z = PaddedRows(whole.z, whole.m, full, left);
+    const auto d = whole.d ? PaddedRows({whole.d, whole.n}, 1, full, left) : std::vector<double>();
+    addChunk({Lanes, whole.k, whole.m, {x.data(), Lanes}, {z.data(), Lanes}, whole.d ? d.data() : nullptr}, sums);
+}
+
+double Total(const double* lane) { return (lane[0] + lane[2]) + (lane[1] + lane[3]); }
+
+}  // namespace
+
+MatrixXd RankUpdate(const MatrixXd& X, const double* d, Instructions instructions) {
+    const Index k = X.cols();
+    std::vector<double> cells(static_cast<std::size_t>(Lanes * k * (k + 1) / 2));
+    const Sums sums{cells.data(), k, true};
+    const Panel x{X.data(), X.rows()};
+    AddRows({X.rows(), k, k, x, x, d}, sums, instructions);
+    MatrixXd product(k, k);
+    for (Index i = 0; i < k; ++i) {
+        for (Index j = 0; j <= i; ++j) product(i, j) = product(j, i) = Total(sums.At(i, j));
+    }
+    return product;
+}
+
+MatrixXd CrossProduct(const MatrixXd& X, const double* z, Eigen::Index m, Instructions instructions) {
+    const Index k = X.cols();
+    std::vector<double> cells(static_cast<std::size_t>(Lanes * k * m));
+    const Sums sums{cells.data(), m, false};
+    AddRows({X.rows(), k, m, {X.data(), X.rows()}, {z, X.rows()}, nullptr}, sums, instructions);
+    MatrixXd product(k, m);
+    for (Index j = 0; j < m; ++j) {
+        for (Index i = 0; i < k; ++i) product(i, j) = Total(sums.At(i, j));
+    }
+    return product;
+}
+
+}  // namespace quarn::detail

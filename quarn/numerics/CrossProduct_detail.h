@@ -1,0 +1,23 @@
+#pragma once
+
+#include <quarn/base/Types.h>
+
+/// The kernel of all cross-products. Each cell is a dot product in a fixed order: the product of row i joins lane i mod
+/// 4, multiplied and added as two rounded steps, each lane is summed in order, and the lanes are combined as
+/// (0+2)+(1+3). Hence the same input gives the same digits on every processor and compiler, whatever the alignment.
+/// Matrices are column-major with contiguous columns. Nothing is tested.
+namespace quarn::detail {
+
+/// Which instructions to use: the best that the processor has, or those that every processor has.
+enum class Instructions { Best, Portable };
+
+/// X' diag(d) X (k x k, both triangles, exactly symmetric) of X (n x k) and d (n); X'X where d is null. The cell (i, j)
+/// with j <= i is the dot product of X(:, j) and the rounded d o X(:, i). Cost: n k(k+1)/2 multiply-adds; memory
+/// 16 k^2 bytes beside the result.
+MatrixXd RankUpdate(const MatrixXd& X, const double* d, Instructions instructions = Instructions::Best);
+
+/// X'Z (k x m) of X (n x k) and Z (n x m), which starts at z.
+MatrixXd CrossProduct(const MatrixXd& X, const double* z, Eigen::Index m,
+                      Instructions instructions = Instructions::Best);
+
+}  // namespace quarn::detail
