@@ -1,0 +1,19 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include <stdexcept>
+
+/// The subcommands of quarn. Each adds itself to the application; its callback prints results to standard output and
+/// throws Failure for what the user has to read on standard error.
+namespace quarn::cli {
+
+/// Ends the command with exit status 1.
+class Failure : public std::runtime_error {
+ public:
+    using std::runtime_error::runtime_error;
+};
+
+void AddSummarize(CLI::App& app);
+
+}  // namespace quarn::cli

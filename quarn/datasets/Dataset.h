@@ -1,0 +1,224 @@
+#pragma once
+
+#include <quarn/base/Export.h>
+#include <quarn/base/Types.h>
+
+#include <wx/arrstr.h>
+#include <wx/string.h>
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace quarn {
+
+class Model;
+
+namespace detail {
+class ByteSource;
+}
+
+namespace ReservedNames {
+inline constexpr char ObservationId[] = "QuarnSystemVar_obsID";  ///< the observation-id column
+inline constexpr char NoVariable[] =
+    "QuarnSystemVar_DefaultVarName";                             ///< in TimeVariable, GroupVariable: none declared
+inline constexpr char EmptyDataset[] = "__QuarnEmptyDataset__";  ///< Name of a default-constructed dataset
+}  // namespace ReservedNames
+
+/// The text of a string variable, beside its column of numbers in Dataset::Data.
+struct StringVar {
+    int Column = 0;                   ///< in Data; equal to its key in Dataset::StringVars
+    std::string Name;                 ///< equal to VarNames[Column]
+    std::vector<std::string> Values;  ///< one per observation, in row order, as it stood in the source
+    bool IsTimeVariable = false;      ///< the declared time variable, its text converted to TimeIndex
+    VectorXi TimeIndex;               ///< one entry per observation while IsTimeVariable, else empty
+};
+
+/// The table of the system: named columns of numbers, one row per observation, with string variables beside them, a
+/// declared structure (cross-section, time series or panel), and the models that were estimated from it.
+///
+/// Shapes: N = NumObs rows, K = NumVars columns. Column 0 identifies the observations. It is numbered 1 to N by the
+/// text import, unless the source brings its own, and never renumbered: sorting moves ids with their rows, and
+/// selecting rows leaves gaps. A missing value is NaN. A string variable has a StringVar and a column, which holds no
+/// codes but what number conversion made of its text.
+///
+/// Invariants: Data is N x K; VarNames has K entries, each name once; keys of StringVars lie in 0 to K - 1; the Values
+/// of each StringVar have N entries. The fields are public: whoever writes to them keeps the invariants.
+///
+/// Errors:  constructors leave Loaded and StatusText; operations whose failure a user reads return a status
+/// (StatusTexts);
+///          the rest have preconditions, which are not tested. Nothing is thrown but std::bad_alloc, and a new table is
+///          complete before it replaces the old one.
+/// Threads: one at a time.
+class QUARN_EXPORT Dataset {
+ public:
+    wxString Name;                             ///< as used in messages; set by whoever stores the dataset
+    wxArrayString VarNames;                    ///< K names
+    MatrixXd Data;                             ///< N x K
+    int NumObs = 1;                            ///< N
+    int NumVars = 1;                           ///< K, the observation-id column included
+    int DatasetType = 0;                       ///< 0 cross-section, 1 time series, 2 panel
+    std::string TimeVariable;                  ///< declared time variable, or ReservedNames::NoVariable
+    std::string GroupVariable;                 ///< declared group variable of a panel, or ReservedNames::NoVariable
+    std::string TimeFormat;                    ///< of the declared time variable, or "none"
+    bool TransformedSinceDeclaration = false;  ///< an operation may have invalidated the declared structure
+    bool Loaded = false;                       ///< a constructor has finished building the table
+    std::string StatusText;               ///< message of a failed constructor, else empty; only constructors write it
+    std::map<int, StringVar> StringVars;  ///< by column
+    std::vector<std::shared_ptr<Model>> AssociatedModels;  ///< in order of association
+    std::string SaveId;  ///< key of this dataset in a workspace file, given just before saving
+
+    // ---- Construction and copying ----
+
+    /// The placeholder: one cell of zero under an empty name, not loaded.
+    Dataset();
+
+    /// Imports delimited text: a header line of names, then one line per observation.
+    ///
+    ///   path       a regular file, or a pipe, which is read to its end
+    ///   delimiter  any one character, taken literally; only it and the line feed have a meaning
+    ///
+    /// A delimiter at the very end of a line ends the last token and starts no other. Names pass through ProcessID. If
+    /// the first header token is QuarnSystemVar_obsID, its column holds the ids; otherwise a column of ids 1 to N is
+    /// put in front. A token ".", "\".\"", "nan", "NA", "Inf", "inf" or without any character is missing. Any other is
+    /// read as strtod in the "C" locale does; if part of it is left over, its column becomes a string variable, whose
+    /// cells keep the numbers read. Cells that a short line does not reach are 0, and "" in a string variable; an empty
+    /// line is an observation too.
+    ///
+    /// Errors: Loaded false and an empty StatusText if the source cannot be opened or read: a directory, a device, a
+    /// pipe
+    ///         silent for 10 seconds, a file cut short under way. Loaded false and a message for duplicate names
+    ///         (VarNames and NumVars are set) and for a line with more tokens than variables (Data holds what came
+    ///         before). std::bad_alloc, also for more than 2^31 - 1 rows or columns.
+    /// Cost:   two passes over the text in blocks, a third one over the rows before the first text token of a string
+    ///         variable; memory for the table and its strings, and for a block or the longest line. A pipe is held in
+    ///         memory as a whole.
+    Dataset(const std::string& path, const char& delimiter);
+
+    /// A cross-section of the given columns, as they come: the caller passes the id column first, and as many names as
+    /// there are columns. Not tested.
+    Dataset(const wxArrayString& names, const MatrixXd& data);
+
+    // Copy construction and assignment copy every field; the models are shared. None of them, nor the destructor, tells
+    // the models.
+
+    /// A new dataset with the same table, declared structure, flags and models.
+    std::shared_ptr<Dataset> Copy() const;
+
+    // ---- Association with models ----
+
+    void AddAssociatedModel(std::shared_ptr<Model> model);            ///< appends, whether or not it is there already
+    void RemoveAssociatedModel(const std::shared_ptr<Model>& model);  ///< removes every entry of this object
+    std::vector<std::shared_ptr<Model>> GetAssociatedModels() const;
+    void SetAssociatedModels(std::vector<std::shared_ptr<Model>> models);
+
+    /// Tells each model, in order: with code 0 that the data changed, with 1 that the dataset is gone (the list is
+    /// emptied afterwards), with 2 that text is the dataset's key in a workspace file. Other codes have no effect.
+    void NotifyAssociatedModels(int code, const std::string& text);
+
+    // ---- Declared structure ----
+
+    /// Declares a cross-section, which nothing can invalidate. Time codes of a string variable stay.
+    void SetCrossSection();
+
+    // ---- String variables ----
+
+    bool GetVariableIsString(const std::string& name) const;  ///< false for an unknown name
+    bool GetVariableIsString(int column) const;
+    /// Whether one of the names is a string variable; unknown names are not. The list is left unchanged.
+    bool ListContainsStringVariables(std::vector<std::string>& names) const;
+
+    /// Drops the text of one variable, or of all; the columns of numbers stay. Sets TransformedSinceDeclaration and
+    /// tells the models, also where there was no text.
+    void DisassociateStringVar(int column);
+    void DisassociateStringVars();
+
+    // ---- Variables ----
+    // Names are compared exactly, case included; of several variables of one name the leftmost is meant.
+    //
+    //                            drops the StringVar   sets TransformedSinceDeclaration   tells the models
+    //   AddVariable              no                    no                               no
+    //   ReplaceVariable          of that column        yes                              yes
+    //   RenameVariable           renames it            no                               no
+    //   DeleteVariable           of that column        yes                              yes
+    //   ChangeData, both         no                    yes                              yes
+    //   MatchOservations_*       of that column        yes                              yes, once
+    //     for a new variable     no                    no                               no
+
+    /// Column of the variable, or NumVars if there is none.
+    int GetVariableIndex(const std::string& name) const;
+    bool VariableExists(const std::string& name) const;
+
+    MatrixXd GetVariable(const std::string& name) const;  ///< N x 1, or empty for an unknown name
+    /// N x number of names, in the order of the names. Requires: the names exist. Not tested.
+    MatrixXd GetVariables(const std::vector<std::string>& names) const;
+
+    /// Appends a column. Requires: N values. Not tested, nor is the name for being free.
+    void AddVariable(const VectorXd& values, const std::string& name);
+    /// Overwrites a column, which is numeric from then on. Requires: N values; the name exists. Not tested.
+    void ReplaceVariable(const VectorXd& values, const std::string& name);
+    /// TimeVariable and GroupVariable keep the old name. Requires: the old name exists; the new one is free. Not
+    /// tested.
+    void RenameVariable(const std::string& oldName, const std::string& newName);
+    /// Requires: the name exists. Not tested.
+    void DeleteVariable(const std::string& name);
+
+    /// Overwrites a block of cells. col counts the variables behind the observation ids: 0 is column 1 of Data. The
+    /// text of a string variable stays. Requires: block is rows x cols and lies inside the table. Not tested.
+    void ChangeData(int row, int col, int rows, int cols, MatrixXd& block);
+    /// Overwrites one text of a string variable; the number in its cell stays. Here column is the column of Data
+    /// itself. Requires: 0 <= row < N; the column is a string variable. Not tested.
+    void ChangeData(int row, int column, const std::string& text);
+
+    /// Merges values into variables by observation id. ids is M x 1 or wider; its first column is compared with column
+    /// 0 of Data, by equality of doubles, so that NaN matches nothing. Rows of ids work in order, later ones over
+    /// earlier. A variable that exists keeps its cells where no id leads, a new one gets NaN there.
+    ///
+    ///   One2One   values(k), or row k of the M x names matrix, goes to the first observation with id ids(k, 0)
+    ///   One2Many  values(i) with i = ids(k, 1), cut to an integer, goes to every observation with id ids(k, 0)
+    ///
+    /// Requires: sizes as stated; ids(k, 1) an index of values; names each once. Not tested.
+    /// Cost:     (N + M) log N, apart from the cells written.
+    void MatchOservations_One2One(const MatrixXd& ids, const VectorXd& values, const std::string& name);
+    void MatchOservations_One2Many(const MatrixXd& ids, const VectorXd& values, const std::string& name);
+    void MatchOservations_One2One(const MatrixXd& ids, const MatrixXd& values, const std::vector<std::string>& names);
+
+    // ---- Estimation data ----
+    // An observation is kept if each of the listed variables is finite in it; its id is not tested. Rows of all outputs
+    // are the n kept observations, in the order of the dataset. Outputs are resized; after any status but "OK" they
+    // hold nothing to be used. Requires: the names exist. Not tested.
+
+    /// data: n x names. Takes string variables for the numbers in their columns.
+    /// Returns "OK", or "noData" if no observation is kept.
+    std::string Prepare_Summarize(std::vector<std::string>& names, MatrixXd& data) const;
+
+    /// Matrices for an estimator that knows no time structure. The dependent variable, where there is one, is the last
+    /// name of names or namesX, which then has at least that name.
+    ///
+    ///   data  n x names      X  n x (names - 1), the regressors     y  n, the dependent variable
+    ///   Z     n x namesZ     ids  n x 1, the observation ids
+    ///
+    /// Returns "OK", "noData", or the message on non-numeric data if a string variable is among the names.
+    std::string Prepare_CrossSection(std::vector<std::string>& names, MatrixXd& data, MatrixXd& ids) const;
+    std::string Prepare_CrossSection(std::vector<std::string>& names, MatrixXd& X, VectorXd& y, MatrixXd& ids) const;
+    std::string Prepare_CrossSection(std::vector<std::string>& namesZ, std::vector<std::string>& namesX, MatrixXd& Z,
+                                     MatrixXd& X, VectorXd& y, MatrixXd& ids) const;
+
+    /// Whether the dependent variable (the last name) takes just the integers minValue, minValue + 1, ..., maxValue
+    /// over the observations that are complete in all names.
+    ///
+    ///   maxValue  its largest value
+    ///   counts    maxValue - minValue + 1 frequencies, of minValue first
+    ///
+    /// Returns "OK", or a message that says what is wrong with it; then maxValue is as before.
+    std::string CheckIntegral(std::vector<std::string>& names, int& maxValue, VectorXi& counts, int minValue) const;
+
+ private:
+    void Import(detail::ByteSource& source, char delimiter);
+    /// Sets TransformedSinceDeclaration and tells the models that the data changed.
+    void MarkChanged();
+    int PrepareTarget(const std::string& name, bool& existed);
+};
+
+}  // namespace quarn

@@ -1,0 +1,104 @@
+#include <quarn/datasets/LineBlocks_detail.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstring>
+#include <new>
+#include <utility>
+
+namespace quarn::detail {
+namespace {
+
+constexpr std::size_t Page = 4096;
+constexpr std::size_t FirstPrefix = 16 * Page;
+constexpr std::size_t FirstBlock = 32 * Page;  // half of a small second-level cache
+
+using Memory = std::unique_ptr<char, decltype(&std::free)>;
+
+Memory AllocatePages(std::size_t size) {
+    Memory memory(static_cast<char*>(std::aligned_alloc(Page, (size + LineBlocks::ReadAhead + Page) & ~(Page - 1))),
+                  &std::free);
+    if (memory == nullptr) throw std::bad_alloc();
+    return memory;
+}
+
+/// Line feeds of [begin, end). Counted in bytes, side by side, which compilers turn into vector instructions.
+std::size_t CountLineFeeds(const char* begin, const char* end) {
+    constexpr std::size_t width = 64, rounds = 255;
+    std::size_t count = 0;
+    while (static_cast<std::size_t>(end - begin) >= width) {
+        std::array<std::uint8_t, width> counters{};
+        const std::size_t lines = std::min(static_cast<std::size_t>(end - begin) / width, rounds);
+        for (std::size_t i = 0; i < lines; ++i, begin += width)
+            for (std::size_t j = 0; j < width; ++j)
+                counters[j] = static_cast<std::uint8_t>(counters[j] + (begin[j] == '\n' ? 1 : 0));
+        for (const std::uint8_t counter : counters) count += counter;
+    }
+    return count + static_cast<std::size_t>(std::count(begin, end, '\n'));
+}
+
+}  // namespace
+
+LineBlocks::LineBlocks(ByteSource& source, std::size_t offset)
+    : m_source(source),
+      m_offset(offset),
+      m_prefix(FirstPrefix),
+      m_block(FirstBlock),
+      m_memory(AllocatePages(m_prefix + m_block)),
+      m_tail(m_memory.get() + m_prefix) {}
+
+std::optional<LineBlock> LineBlocks::Next() {
+    for (;;) {
+        MakeRoomForTail();
+        char* const start = m_memory.get() + m_prefix;
+        const char* const lineStart = start - m_tailSize;
+        const auto got = m_source.Read(start, m_block, m_offset);
+        m_failed = !got.has_value();
+        if (m_failed) return std::nullopt;
+        char* end = start + *got;
+        m_offset += *got;
+        if (*got == 0) {
+            if (m_tailSize == 0) return std::nullopt;
+            *end++ = '\n';
+            m_tail = end;
+            m_tailSize = 0;
+            return LineBlock{lineStart, end};
+        }
+        const void* const lastLineFeed = memrchr(start, '\n', *got);
+        m_tail = lastLineFeed == nullptr ? lineStart : static_cast<const char*>(lastLineFeed) + 1;
+        m_tailSize = static_cast<std::size_t>(end - m_tail);
+        if (lastLineFeed != nullptr) return LineBlock{lineStart, m_tail};
+    }
+}
+
+void LineBlocks::MakeRoomForTail() {
+    if (m_tailSize + ReadBehind <= m_prefix) {
+        std::memmove(m_memory.get() + m_prefix - m_tailSize, m_tail, m_tailSize);
+    } else {
+        // Both parts grow in proportion to the line, so that a line of any length is moved a few times only.
+        const std::size_t prefix = (2 * m_tailSize + Page) & ~(Page - 1);
+        Memory larger = AllocatePages(prefix + prefix / 2);
+        std::memcpy(larger.get() + prefix - m_tailSize, m_tail, m_tailSize);
+        m_memory = std::move(larger);
+        m_prefix = prefix;
+        m_block = prefix / 2 & ~(Page - 1);
+    }
+    m_tail = m_memory.get() + m_prefix - m_tailSize;
+}
+
+std::optional<std::size_t> CountLines(ByteSource& source, std::size_t offset) {
+    const Memory block = AllocatePages(FirstBlock);
+    std::size_t lines = 0;
+    char last = '\n';
+    for (;;) {
+        const auto got = source.Read(block.get(), FirstBlock, offset);
+        if (!got) return std::nullopt;
+        if (*got == 0) return lines + (last == '\n' ? 0 : 1);
+        lines += CountLineFeeds(block.get(), block.get() + *got);
+        last = block.get()[*got - 1];
+        offset += *got;
+    }
+}
+
+}  // namespace quarn::detail

@@ -1,0 +1,52 @@
+#include <quarn/datasets/Names_detail.h>
+
+#include <wx/strconv.h>
+
+#include <algorithm>
+#include <unordered_map>
+
+namespace quarn::detail {
+
+wxString ToTableName(const std::string& name) {
+    const bool ascii = std::all_of(name.begin(), name.end(), [](char c) { return static_cast<signed char>(c) >= 0; });
+    if (ascii) return wxString::FromAscii(name.data(), name.size());
+    const wxString converted(name.data(), wxConvLibc, name.size());
+    return converted.empty() ? wxString(name.data(), wxConvISO8859_1, name.size()) : converted;
+}
+
+std::string ToByteString(const wxString& name) {
+    if (name.IsAscii()) return name.ToStdString(wxConvISO8859_1);
+    const std::wstring text = name.ToStdWstring();
+    const std::size_t size = wxConvLibc.FromWChar(nullptr, 0, text.data(), text.size());
+    if (size == wxCONV_FAILED) return {};
+    std::string bytes(size, '\0');
+    wxConvLibc.FromWChar(bytes.data(), bytes.size(), text.data(), text.size());
+    return bytes;
+}
+
+int FindColumn(const wxArrayString& varNames, const std::string& name) {
+    const int column = varNames.Index(ToTableName(name));
+    return column == wxNOT_FOUND ? static_cast<int>(varNames.size()) : column;
+}
+
+std::vector<int> FindColumns(const wxArrayString& varNames, const std::vector<std::string>& names) {
+    constexpr std::size_t worthATable = 16;  // fewer names are found faster one by one
+    std::vector<int> columns;
+    columns.reserve(names.size());
+    if (names.size() < worthATable) {
+        for (const std::string& name : names) columns.push_back(FindColumn(varNames, name));
+        return columns;
+    }
+    const int count = static_cast<int>(varNames.size());
+    std::unordered_map<std::wstring, int> first;
+    first.reserve(varNames.size());
+    for (int column = 0; column < count; ++column)
+        first.emplace(varNames[static_cast<std::size_t>(column)].ToStdWstring(), column);
+    for (const std::string& name : names) {
+        const auto found = first.find(ToTableName(name).ToStdWstring());
+        columns.push_back(found == first.end() ? count : found->second);
+    }
+    return columns;
+}
+
+}  // namespace quarn::detail

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <wx/arrstr.h>
+#include <wx/string.h>
+
+#include <string>
+#include <vector>
+
+/// Variable names between the byte strings of our callers and the strings of the table.
+namespace quarn::detail {
+
+/// ASCII as it stands, other bytes through wxConvLibc. Bytes that are no text in the locale of the process are taken
+/// for Latin-1, so that different names stay different and none becomes empty.
+wxString ToTableName(const std::string& name);
+
+/// The way back, through wxConvLibc; empty if the text has no form in the locale of the process.
+std::string ToByteString(const wxString& name);
+
+/// Column of the first variable of that name, or the number of variables.
+int FindColumn(const wxArrayString& varNames, const std::string& name);
+
+/// The same for each of the names. Cost: linear in the variables and names together.
+std::vector<int> FindColumns(const wxArrayString& varNames, const std::vector<std::string>& names);
+
+}  // namespace quarn::detail

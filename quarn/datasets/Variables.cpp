@@ -1,0 +1,161 @@
+#include <quarn/datasets/Dataset.h>
+#include <quarn/datasets/Names_detail.h>
+#include <quarn/numerics/Sorting.h>
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+namespace quarn {
+
+int Dataset::GetVariableIndex(const std::string& name) const { return detail::FindColumn(VarNames, name); }
+
+bool Dataset::VariableExists(const std::string& name) const { return GetVariableIndex(name) != NumVars; }
+
+MatrixXd Dataset::GetVariable(const std::string& name) const {
+    const int column = GetVariableIndex(name);
+    if (column == NumVars) return {};
+    return Data.col(column);
+}
+
+MatrixXd Dataset::GetVariables(const std::vector<std::string>& names) const {
+    const std::vector<int> columns = detail::FindColumns(VarNames, names);
+    MatrixXd variables(NumObs, static_cast<Eigen::Index>(names.size()));
+    for (Eigen::Index k = 0; k < variables.cols(); ++k)
+        variables.col(k) = Data.col(columns[static_cast<std::size_t>(k)]);
+    return variables;
+}
+
+void Dataset::AddVariable(const VectorXd& values, const std::string& name) {
+    VarNames.Add(detail::ToTableName(name));
+    try {
+        // Leaves the columns where they are if their block can grow in place, and untouched if it cannot grow at all.
+        Data.conservativeResize(NumObs, NumVars + 1);
+    } catch (...) {
+        VarNames.RemoveAt(VarNames.size() - 1);
+        throw;
+    }
+    Data.col(NumVars) = values;
+    ++NumVars;
+}
+
+void Dataset::ReplaceVariable(const VectorXd& values, const std::string& name) {
+    const int column = GetVariableIndex(name);
+    Data.col(column) = values;
+    StringVars.erase(column);
+    MarkChanged();
+}
+
+void Dataset::RenameVariable(const std::string& oldName, const std::string& newName) {
+    const int column = GetVariableIndex(oldName);
+    VarNames[static_cast<std::size_t>(column)] = detail::ToTableName(newName);
+    if (const auto found = StringVars.find(column); found != StringVars.end()) found->second.Name = newName;
+}
+
+void Dataset::DeleteVariable(const std::string& name) {
+    const int column = GetVariableIndex(name);
+    MatrixXd remaining(NumObs, NumVars - 1);
+    remaining.leftCols(column) = Data.leftCols(column);
+    remaining.rightCols(NumVars - 1 - column) = Data.rightCols(NumVars - 1 - column);
+    Data.swap(remaining);
+    VarNames.RemoveAt(static_cast<std::size_t>(column));
+    --NumVars;
+
+    StringVars.erase(column);
+    for (auto at = StringVars.upper_bound(column); at != StringVars.end();) {
+        auto moved = StringVars.extract(at++);
+        moved.mapped().Column = --moved.key();
+        StringVars.insert(std::move(moved));
+    }
+    MarkChanged();
+}
+
+void Dataset::ChangeData(int row, int col, int rows, int cols, MatrixXd& block) {
+    MarkChanged();
+    Data.block(row, col + 1, rows, cols) = block;
+}
+
+void Dataset::ChangeData(int row, int column, const std::string& text) {
+    MarkChanged();
+    StringVars.at(column).Values[static_cast<std::size_t>(row)] = text;
+}
+
+// ---- Merging by observation id ----
+
+namespace {
+
+/// The observations by their ids at the time of construction.
+class RowsById {
+ public:
+    explicit RowsById(const MatrixXd& data) : m_ids(data.col(0)), m_order(SortIndex(m_ids)) {
+        // NaN ids come last and equal nothing.
+        m_end = std::find_if(m_order.begin(), m_order.end(), [this](int row) { return !(m_ids(row) == m_ids(row)); });
+    }
+
+    /// The rows with that id, in ascending order.
+    auto Find(double id) const {
+        if (!(id == id)) return std::pair(m_end, m_end);  // every comparison with NaN is false: it would match all rows
+        return std::equal_range(m_order.begin(), m_end, id, Less{m_ids});
+    }
+
+ private:
+    struct Less {
+        const VectorXd& Ids;
+        bool operator()(int row, double id) const { return Ids(row) < id; }
+        bool operator()(double id, int row) const { return id < Ids(row); }
+    };
+
+    VectorXd m_ids;
+    VectorXi m_order;
+    decltype(std::as_const(m_order).begin()) m_end;
+};
+
+}  // namespace
+
+int Dataset::PrepareTarget(const std::string& name, bool& existed) {
+    const int column = GetVariableIndex(name);
+    if (column == NumVars) {
+        AddVariable(VectorXd::Constant(NumObs, std::numeric_limits<double>::quiet_NaN()), name);
+    } else {
+        existed = true;
+        StringVars.erase(column);
+    }
+    return column;
+}
+
+void Dataset::MatchOservations_One2One(const MatrixXd& ids, const VectorXd& values, const std::string& name) {
+    MatchOservations_One2One(ids, MatrixXd(values), std::vector<std::string>{name});
+}
+
+void Dataset::MatchOservations_One2One(const MatrixXd& ids, const MatrixXd& values,
+                                       const std::vector<std::string>& names) {
+    bool existed = false;
+    std::vector<int> targets;
+    targets.reserve(names.size());
+    for (const std::string& name : names) targets.push_back(PrepareTarget(name, existed));
+    if (existed) MarkChanged();
+    if (ids.rows() == 0 || NumObs == 0) return;
+
+    const RowsById rowsById(Data);
+    for (Eigen::Index k = 0; k < ids.rows(); ++k) {
+        const auto [first, last] = rowsById.Find(ids(k, 0));
+        if (first == last) continue;
+        for (std::size_t m = 0; m < targets.size(); ++m)
+            Data(*first, targets[m]) = values(k, static_cast<Eigen::Index>(m));
+    }
+}
+
+void Dataset::MatchOservations_One2Many(const MatrixXd& ids, const VectorXd& values, const std::string& name) {
+    bool existed = false;
+    const int target = PrepareTarget(name, existed);
+    if (existed) MarkChanged();
+    if (ids.rows() == 0 || NumObs == 0) return;
+
+    const RowsById rowsById(Data);
+    for (Eigen::Index k = 0; k < ids.rows(); ++k) {
+        const auto [first, last] = rowsById.Find(ids(k, 0));
+        std::for_each(first, last, [&](int row) { Data(row, target) = values(static_cast<Eigen::Index>(ids(k, 1))); });
+    }
+}
+
+}  // namespace quarn

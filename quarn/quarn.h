@@ -1,0 +1,18 @@
+#pragma once
+
+/// All public headers of libQuarn_comp.
+
+#include <quarn/base/Colour.h>
+#include <quarn/base/EventDispatcher.h>
+#include <quarn/base/Export.h>
+#include <quarn/base/FormatLine.h>
+#include <quarn/base/Globals.h>
+#include <quarn/base/ProcessID.h>
+#include <quarn/base/Types.h>
+#include <quarn/datasets/Dataset.h>
+#include <quarn/datasets/StatusTexts.h>
+#include <quarn/models/Model.h>
+#include <quarn/numerics/DescriptiveStatistics.h>
+#include <quarn/numerics/MatrixHelpers.h>
+#include <quarn/numerics/Sorting.h>
+#include <quarn/reports/SummarizeModel.h>
