@@ -10,6 +10,8 @@ namespace {
 
 enum ExitStatus { Success = 0, DataFailure = 1, UsageError = 2 };
 
+const char* const RunWithHelp = "\nRun with --help for more information.";
+
 int Fail(const std::string& message, ExitStatus status) {
     std::cerr << "quarn: " << message << '\n';
     return status;
@@ -29,8 +31,13 @@ int Run(int argc, char** argv) {
         app.parse(argc, argv);
     } catch (const CLI::Success& request) {  // --help, --version
         app.exit(request);
+    } catch (const CLI::RequiredError& error) {
+        // Without a command, whatever stands in its place is the trouble.
+        const bool unknown = app.get_subcommands().empty() && argc > 1;
+        const std::string message = unknown ? std::string("there is no command ") + argv[1] : error.what();
+        return Fail(message + RunWithHelp, UsageError);
     } catch (const CLI::ParseError& error) {
-        return Fail(std::string(error.what()) + "\nRun with --help for more information.", UsageError);
+        return Fail(std::string(error.what()) + RunWithHelp, UsageError);
     }
     std::cout.flush();
     return std::cout ? Success : Fail("cannot write to standard output", DataFailure);

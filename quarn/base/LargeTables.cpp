@@ -8,22 +8,27 @@
 #endif
 
 namespace quarn::detail {
+namespace {
 
-void ResizeUninitialised(MatrixXd& matrix, Eigen::Index rows, Eigen::Index columns) {
-    const Eigen::Index before = matrix.size();
+template <class Matrix>
+void Resize(Matrix& matrix, Eigen::Index rows, Eigen::Index columns) {
+    [[maybe_unused]] const Eigen::Index before = matrix.size();
     matrix.resize(rows, columns);
 #if defined(__linux__) && defined(MADV_HUGEPAGE)
     constexpr std::uintptr_t page = std::uintptr_t{1} << 12;
     constexpr std::size_t worthwhile = std::size_t{8} << 20;  // four pages of 2 MiB
-    const std::size_t bytes = static_cast<std::size_t>(matrix.size()) * sizeof(double);
+    const std::size_t bytes = static_cast<std::size_t>(matrix.size()) * sizeof(typename Matrix::Scalar);
     if (matrix.size() == before || bytes < worthwhile) return;
     const auto block = reinterpret_cast<std::uintptr_t>(matrix.data());
     const std::uintptr_t begin = (block + page - 1) & ~(page - 1);
     const std::uintptr_t end = (block + bytes) & ~(page - 1);
     madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE);
-#else
-    static_cast<void>(before);
 #endif
 }
+
+}  // namespace
+
+void ResizeUninitialised(MatrixXd& matrix, Eigen::Index rows, Eigen::Index columns) { Resize(matrix, rows, columns); }
+void ResizeUninitialised(MatrixXi& matrix, Eigen::Index rows, Eigen::Index columns) { Resize(matrix, rows, columns); }
 
 }  // namespace quarn::detail

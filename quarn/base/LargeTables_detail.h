@@ -9,5 +9,6 @@ namespace quarn::detail {
 /// instead of hundreds of thousands. A hint, without effect where the system has no such pages.
 /// Errors: std::bad_alloc.
 void ResizeUninitialised(MatrixXd& matrix, Eigen::Index rows, Eigen::Index columns);
+void ResizeUninitialised(MatrixXi& matrix, Eigen::Index rows, Eigen::Index columns);
 
 }  // namespace quarn::detail

@@ -173,7 +173,8 @@ class QUARN_EXPORT Dataset {
 
     /// Merges values into variables by observation id. ids is M x 1 or wider; its first column is compared with column
     /// 0 of Data, by equality of doubles, so that NaN matches nothing. Rows of ids work in order, later ones over
-    /// earlier. A variable that exists keeps its cells where no id leads, a new one gets NaN there.
+    /// earlier. A variable that exists keeps its cells where no id leads, a new one gets NaN there. The ids of Data are
+    /// those of before the call, should column 0 itself be merged into.
     ///
     ///   One2One   values(k), or row k of the M x names matrix, goes to the first observation with id ids(k, 0)
     ///   One2Many  values(i) with i = ids(k, 1), cut to an integer, goes to every observation with id ids(k, 0)
@@ -212,6 +213,7 @@ class QUARN_EXPORT Dataset {
     ///   counts    maxValue - minValue + 1 frequencies, of minValue first
     ///
     /// Returns "OK", or a message that says what is wrong with it; then maxValue is as before.
+    /// Requires: minValue + N < 2^31. Not tested.
     std::string CheckIntegral(std::vector<std::string>& names, int& maxValue, VectorXi& counts, int minValue) const;
 
  private:

@@ -11,7 +11,14 @@ wxString ToTableName(const std::string& name) {
     const bool ascii = std::all_of(name.begin(), name.end(), [](char c) { return static_cast<signed char>(c) >= 0; });
     if (ascii) return wxString::FromAscii(name.data(), name.size());
     const wxString converted(name.data(), wxConvLibc, name.size());
-    return converted.empty() ? wxString(name.data(), wxConvISO8859_1, name.size()) : converted;
+    if (!converted.empty()) return converted;
+    constexpr wchar_t privateUse = 0xF700;
+    std::wstring characters;
+    for (const char c : name) {
+        const auto byte = static_cast<unsigned char>(c);
+        characters += static_cast<wchar_t>(byte < 0x80 ? byte : privateUse + byte);
+    }
+    return characters;
 }
 
 std::string ToByteString(const wxString& name) {

@@ -9,8 +9,8 @@
 /// Variable names between the byte strings of our callers and the strings of the table.
 namespace quarn::detail {
 
-/// ASCII as it stands, other bytes through wxConvLibc. Bytes that are no text in the locale of the process are taken
-/// for Latin-1, so that different names stay different and none becomes empty.
+/// ASCII as it stands, other bytes through wxConvLibc. Of a name that is no text in the locale of the process, each
+/// byte beyond ASCII becomes a character for private use: different names stay different, and none becomes empty.
 wxString ToTableName(const std::string& name);
 
 /// The way back, through wxConvLibc; empty if the text has no form in the locale of the process.

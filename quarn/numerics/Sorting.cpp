@@ -1,3 +1,4 @@
+#include <quarn/base/LargeTables_detail.h>
 #include <quarn/numerics/SortKeys_detail.h>
 #include <quarn/numerics/Sorting.h>
 
@@ -28,7 +29,8 @@ Vector GatherVector(const View& x, const VectorXi& p) {
 
 template <class Matrix>
 Matrix GatherRows(const Matrix& m, const VectorXi& p) {
-    Matrix gathered(p.size(), m.cols());
+    Matrix gathered;
+    detail::ResizeUninitialised(gathered, p.size(), m.cols());
     for (Index j = 0; j < m.cols(); ++j) Gather(m.col(j).data(), p, gathered.col(j).data());
     return gathered;
 }
