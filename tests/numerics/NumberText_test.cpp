@@ -1,3 +1,4 @@
+#include "../support/CommaLocale.h"
 #include "../support/Matrices.h"
 
 #include <quarn/numerics/NumberText_detail.h>
@@ -10,6 +11,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <random>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -127,64 +129,22 @@ std::string RandomJunk() {
 }
 
 TEST(NumberText, AgreesWithStrtodOnHardCases) {
-    const std::string zeros(400, '0');
-    for (const std::string& text : {std::string(),
-                                    std::string("-"),
-                                    std::string("."),
-                                    std::string("-."),
-                                    std::string("e5"),
-                                    std::string("0e99999"),
-                                    std::string("0e-99999999999999999999"),
-                                    std::string("1e99999999999999999999"),
-                                    std::string("1e-20000"),
-                                    std::string("1.7976931348623157e308"),
-                                    std::string("1.7976931348623158e308"),
-                                    std::string("1.7976931348623159e308"),
-                                    std::string("179769313486231580793728971405301e276"),
-                                    std::string("2.2250738585072014e-308"),
-                                    std::string("2.2250738585072011e-308"),
-                                    std::string("2.2250738585072012e-308"),
-                                    std::string("4.9406564584124654e-324"),
-                                    std::string("2.4703282292062327e-324"),
-                                    std::string("2.4703282292062328e-324"),
-                                    std::string("9007199254740993"),
-                                    std::string("9007199254740992.5"),
-                                    std::string("18446744073709551615"),
-                                    std::string("18446744073709551616"),
-                                    std::string("9999999999999999999"),
-                                    std::string("10000000000000000000"),
-                                    std::string("8.5e22"),
-                                    std::string("6.0221407600000000000000000000000000000000001e23"),
-                                    std::string("-0"),
-                                    std::string("-0.000"),
-                                    std::string("+.5"),
-                                    std::string("5."),
-                                    std::string("5.e1"),
-                                    std::string(".e1"),
-                                    std::string("1e+"),
-                                    std::string("1.2.3"),
-                                    std::string("1..2"),
-                                    std::string("--1"),
-                                    std::string("0x"),
-                                    std::string("0x.p1"),
-                                    std::string("0x1p-1074"),
-                                    std::string("-infinityx"),
-                                    std::string("infinit"),
-                                    zeros,
-                                    zeros + "1",
-                                    "0." + zeros + "1",
-                                    "0." + zeros + "123456789012345678901e390",
-                                    "1" + zeros + "e-400",
-                                    "1." + zeros + "1",
-                                    zeros + "." + zeros,
-                                    "9007199254740993." + zeros + "1",
-                                    "9007199254740993" + zeros + "e-400",
-                                    "-" + zeros + "12.5e-3"})
-        ExpectAgreement(text);
+    // Each form that ends early; the edges of the range; ties; counts of digits around 19; Z stands for 400 zeros.
+    std::istringstream cases(
+        "- . -. e5 .e1 1e+ 1.2.3 1..2 --1 0x 0x.p1 0x1p-1074 -infinityx infinit -0 -0.000 +.5 5. 5.e1 0e99999 "
+        "0e-99999999999999999999 1e99999999999999999999 1e-20000 1.7976931348623157e308 1.7976931348623158e308 "
+        "1.7976931348623159e308 179769313486231580793728971405301e276 2.2250738585072014e-308 2.2250738585072011e-308 "
+        "2.2250738585072012e-308 4.9406564584124654e-324 2.4703282292062327e-324 2.4703282292062328e-324 "
+        "9007199254740993 9007199254740992.5 18446744073709551615 18446744073709551616 9999999999999999999 "
+        "10000000000000000000 8.5e22 6.0221407600000000000000000000000000000000001e23 Z Z1 0.Z1 1Ze-400 1.Z1 Z.Z "
+        "0.Z123456789012345678901e390 9007199254740993.Z1 9007199254740993Ze-400 -Z12.5e-3");
+    ExpectAgreement("");
+    for (std::string text; cases >> text; ExpectAgreement(text))
+        while (text.find('Z') != std::string::npos) text.replace(text.find('Z'), 1, 400, '0');
 }
 
 TEST(NumberText, AgreesWithStrtodOnRandomCases) {
-    for (int i = 0; i < 500000 && !HasFailure(); ++i) {
+    for (int i = 0; i < 300000 && !HasFailure(); ++i) {
         ExpectAgreement(RandomShortDecimal());
         if (i % 2 == 0) ExpectAgreement(RandomDouble());
         ExpectAgreement(RandomScientific());
@@ -211,11 +171,7 @@ TEST(NumberText, IsTheSameInALocaleWithADecimalComma) {
     for (int i = 0; i < 30000; ++i)
         for (const std::string& text : {RandomShortDecimal(), RandomScientific(), RandomJunk(), RandomHalfway()})
             cases.emplace_back(text, Strtod(text));
-    const char* found = nullptr;
-    for (const char* name :
-         {"de_DE.UTF-8", "de_DE.utf8", "de_DE", "fr_FR.UTF-8", "es_ES.UTF-8", "it_IT.UTF-8", "pt_BR.UTF-8"})
-        if (found == nullptr && std::setlocale(LC_ALL, name) != nullptr) found = name;
-    if (found == nullptr) GTEST_SKIP() << "no locale with a decimal comma is installed";
+    if (!quarn::testing::SetCommaLocale()) GTEST_SKIP() << "no locale with a decimal comma is installed";
     EXPECT_EQ(Strtod("1.5").length, 1);
     for (const auto& [text, expected] : cases) EXPECT_EQ(Disagreement(text, expected), "");
     std::setlocale(LC_ALL, "C");

@@ -1,0 +1,124 @@
+#include "../support/TemporaryFile.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <string>
+#include <sys/wait.h>
+
+namespace {
+
+using quarn::testing::TemporaryFile;
+
+struct Outcome {
+    int status;
+    std::string output, errors;
+};
+
+/// Runs quarn with arguments as a shell takes them.
+Outcome Quarn(const std::string& arguments, const std::string& input = "</dev/null") {
+    const TemporaryFile output, errors;
+    const int status = std::system((std::string("TERM=xterm-256color " QUARN_COMMAND " ") + arguments + " " + input +
+                                    " >" + output.Path() + " 2>" + errors.Path())
+                                       .c_str());
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, output.Read(), errors.Read()};
+}
+
+const std::string grunfeld = QUARN_SOURCE_DIR "/examples/data/grunfeld.csv";
+
+/// The table row of a variable with single blanks between its cells.
+std::string Row(const std::string& page, const std::string& variable) {
+    const auto begin = page.find("\n" + variable + " ");
+    std::string row;
+    for (const char c : page.substr(begin + 1, page.find('\n', begin + 1) - begin - 1)) {
+        const bool blank = c == ' ' || c == '\t';
+        if (!blank || row.back() != ' ') row += blank ? ' ' : c;
+    }
+    return row;
+}
+
+TEST(QuarnSummarize, PrintsTheTableOnStandardOutput) {
+    const Outcome all = Quarn("summarize " + grunfeld);
+    EXPECT_EQ(all.status, 0);
+    EXPECT_EQ(all.errors, "");
+    EXPECT_EQ(all.output.substr(0, 34), "SUMMARY STATISTICS: grunfeld.csv\n\n");
+    EXPECT_EQ(all.output.find('\x1b'), std::string::npos);
+    EXPECT_EQ(Row(all.output, "invest"), "invest 220 133.3119 210.5872 0.93 1486.7");
+    EXPECT_EQ(Row(all.output, "firm"), "firm 220 NaN NaN NaN NaN");
+    const Outcome two = Quarn("summarize " + grunfeld + " value invest --casewise");
+    EXPECT_LT(two.output.find("\nvalue"), two.output.find("\ninvest"));
+    EXPECT_EQ(two.output.find("\nfirm"), std::string::npos);
+}
+
+TEST(QuarnSummarize, TakesDelimitersAndCasewise) {
+    const TemporaryFile tabs("a\tb\n1\tNA\n2\t4\n6\t5\n"), blanks("a b\n1 NA\n2 4\n6 5\n"),
+        bars("a|b\n1|NA\n2|4\n6|5\n");
+    for (const std::string& arguments : {tabs.Path() + " --delimiter tab", blanks.Path() + " -d blank",
+                                         bars.Path() + " --delimiter='|'", "--delimiter ' ' " + blanks.Path()}) {
+        const Outcome each = Quarn("summarize " + arguments), joint = Quarn("summarize -c " + arguments);
+        EXPECT_EQ(Row(each.output, "a"), "a 3 3 2.645751 1 6") << arguments << each.errors;
+        EXPECT_EQ(Row(joint.output, "a"), "a 2 4 2.828427 2 6") << arguments << joint.errors;
+        EXPECT_EQ(Row(joint.output, "b"), "b 2 4.5 0.7071068 4 5") << arguments;
+    }
+}
+
+TEST(QuarnSummarize, ReadsAPipeAsAFile) {
+    const Outcome outcome = Quarn("summarize /dev/stdin", "<" + grunfeld);
+    EXPECT_EQ(Row(outcome.output, "year"), "year 220 1944.5 5.779431 1935 1954") << outcome.errors;
+    const std::string piped = "| " QUARN_COMMAND " summarize /dev/stdin";
+    EXPECT_EQ(std::system(("printf 'a\\n1\\n' " + piped + " >/dev/null").c_str()), 0);
+}
+
+TEST(QuarnSummarize, PutsMessagesOnStandardErrorAndTellsByItsStatus) {
+    const TemporaryFile duplicate("a,a\n1,2\n"), surplus("a\n1,2\n"), missing("a,b\n1,NA\n");
+    const struct {
+        std::string arguments;
+        int status;
+        std::string message;
+    } cases[] = {
+        {"summarize /nowhere/at/all", 1, "/nowhere/at/all: cannot open: no such file"},
+        {"summarize /", 1, "/: cannot open: it is a directory"},
+        {"summarize /dev/null", 1, "/dev/null: cannot open"},
+        {"summarize " + duplicate.Path(), 1,
+         duplicate.Path() + ": Duplicate variable names were found in the dataset. The first duplicate was: a\n"},
+        {"summarize " + surplus.Path(), 1,
+         surplus.Path() + ": More values were provided for some observations than the number of variables.\n"},
+        {"summarize -c " + missing.Path(), 1, " has no observations without missing data.\n"},
+        {"summarize -c " + missing.Path() + " b", 1,
+         " has no observations without missing data in the specified variables.\n"},
+        {"summarize " + grunfeld + " invest nope", 1,
+         grunfeld + ": Dataset \"grunfeld.csv\" does not have a variable \"nope\".\n"},
+        {"", 2, "subcommand"},
+        {"nonsense", 2, ""},
+        {"summarize", 2, "FILE"},
+        {"summarize --nonsense x", 2, "--nonsense"},
+        {"summarize --delimiter ab x", 2, "--delimiter"},
+        {"summarize --delimiter '' x", 2, "--delimiter"},
+        {"summarize x --delimiter", 2, "--delimiter"},
+    };
+    for (const auto& c : cases) {
+        const Outcome outcome = Quarn(c.arguments);
+        EXPECT_EQ(outcome.status, c.status) << c.arguments << "\n" << outcome.errors;
+        EXPECT_EQ(outcome.output, "") << c.arguments;
+        EXPECT_TRUE(outcome.errors.starts_with("quarn: ") && outcome.errors.ends_with("\n")) << outcome.errors;
+        EXPECT_NE(outcome.errors.find(c.message), std::string::npos) << c.arguments << "\n" << outcome.errors;
+    }
+}
+
+TEST(QuarnSummarize, ReportsAFullDisk) {
+    if (access("/dev/full", W_OK) != 0) GTEST_SKIP() << "no /dev/full";
+    EXPECT_EQ(WEXITSTATUS(std::system(("" QUARN_COMMAND " summarize " + grunfeld + " >/dev/full 2>/dev/null").c_str())),
+              1);
+}
+
+TEST(Quarn, HelpsOnStandardOutput) {
+    for (const char* arguments : {"--help", "summarize --help", "--version"}) {
+        const Outcome outcome = Quarn(arguments);
+        EXPECT_EQ(outcome.status, 0) << arguments;
+        EXPECT_EQ(outcome.errors, "") << arguments;
+        EXPECT_NE(outcome.output.find("quarn"), std::string::npos) << arguments;
+    }
+    EXPECT_NE(Quarn("summarize --help").output.find("--casewise"), std::string::npos);
+}
+
+}  // namespace
