@@ -11,6 +11,7 @@
 #include <emmintrin.h>
 #endif
 
+#include <quarn/base/LargeTables_detail.h>
 #include <quarn/datasets/LineBlocks_detail.h>
 #include <quarn/numerics/NumberText_detail.h>
 
@@ -161,6 +162,7 @@ class RowParser {
     int AddStringColumn(Eigen::Index column) {
         std::vector<std::string> values;
         values.reserve(static_cast<std::size_t>(m_rows));
+        AdviseLargePages(values.data(), values.capacity() * sizeof(std::string));
         values.resize(static_cast<std::size_t>(m_row));
         m_strings.push_back({static_cast<int>(column), std::move(values)});
         m_earlyRows.push_back(m_row);

@@ -50,10 +50,9 @@ LineBlocks::LineBlocks(ByteSource& source, std::size_t offset)
 
 std::optional<LineBlock> LineBlocks::Next() {
     for (;;) {
-        MakeRoomForTail();
-        char* const start = m_memory.get() + m_prefix;
+        char* const start = MoveTail();
         const char* const lineStart = start - m_tailSize;
-        const auto got = m_source.Read(start, m_block, m_offset);
+        const auto got = m_source.Read(start, m_block - m_offset % Page, m_offset);
         m_failed = !got.has_value();
         if (m_failed) return std::nullopt;
         char* end = start + *got;
@@ -72,19 +71,20 @@ std::optional<LineBlock> LineBlocks::Next() {
     }
 }
 
-void LineBlocks::MakeRoomForTail() {
+char* LineBlocks::MoveTail() {
+    const std::size_t inPage = m_offset % Page;
     if (m_tailSize + ReadBehind <= m_prefix) {
-        std::memmove(m_memory.get() + m_prefix - m_tailSize, m_tail, m_tailSize);
+        std::memmove(m_memory.get() + m_prefix + inPage - m_tailSize, m_tail, m_tailSize);
     } else {
         // Both parts grow in proportion to the line, so that a line of any length is moved a few times only.
         const std::size_t prefix = (2 * m_tailSize + Page) & ~(Page - 1);
         Memory larger = AllocatePages(prefix + prefix / 2);
-        std::memcpy(larger.get() + prefix - m_tailSize, m_tail, m_tailSize);
+        std::memcpy(larger.get() + prefix + inPage - m_tailSize, m_tail, m_tailSize);
         m_memory = std::move(larger);
         m_prefix = prefix;
         m_block = prefix / 2 & ~(Page - 1);
     }
-    m_tail = m_memory.get() + m_prefix - m_tailSize;
+    return m_memory.get() + m_prefix + inPage;
 }
 
 std::optional<std::size_t> CountLines(ByteSource& source, std::size_t offset) {
@@ -92,11 +92,12 @@ std::optional<std::size_t> CountLines(ByteSource& source, std::size_t offset) {
     std::size_t lines = 0;
     char last = '\n';
     for (;;) {
-        const auto got = source.Read(block.get(), FirstBlock, offset);
+        char* const start = block.get() + offset % Page;
+        const auto got = source.Read(start, FirstBlock - offset % Page, offset);
         if (!got) return std::nullopt;
         if (*got == 0) return lines + (last == '\n' ? 0 : 1);
-        lines += CountLineFeeds(block.get(), block.get() + *got);
-        last = block.get()[*got - 1];
+        lines += CountLineFeeds(start, start + *got);
+        last = start[*got - 1];
         offset += *got;
     }
 }

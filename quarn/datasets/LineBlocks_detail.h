@@ -34,11 +34,12 @@ class LineBlocks {
     bool Failed() const { return m_failed; }
 
  private:
-    void MakeRoomForTail();
+    /// Moves the unfinished line of the last block to where the next read will continue it, and returns that place.
+    char* MoveTail();
 
-    // The block is read to m_prefix bytes behind the start of the memory, where a page begins: copies from the system's
-    // cache to other places are several times slower on common processors. The unfinished line at the end of a block is
-    // moved to just before that place.
+    // A read goes to the place in a page that it comes from in the source: copies between other places, from the system's
+    // cache, are several times slower on common processors. That is m_prefix bytes or up to a page more behind the start
+    // of the memory, and the unfinished line at the end of a block is moved to just before it.
     ByteSource& m_source;
     std::size_t m_offset;           ///< in the source, of the next byte to read
     std::size_t m_prefix, m_block;  ///< sizes of the two parts of the memory; multiples of a page
