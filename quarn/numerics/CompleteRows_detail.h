@@ -2,7 +2,6 @@
 
 #include <quarn/base/Types.h>
 
-#include <cstdint>
 #include <vector>
 
 namespace quarn::detail {
@@ -11,21 +10,21 @@ namespace quarn::detail {
 /// Without columns every row is complete.
 class CompleteRows {
  public:
-    /// Requires: each column has so many rows. Cost: one pass over the columns, in blocks that fit a cache.
+    /// Requires: each column has so many rows, fewer than 2^31. Cost: one pass over the columns, in blocks that fit a
+    /// cache.
     CompleteRows(Eigen::Index rows, const std::vector<const double*>& columns);
 
     Eigen::Index Count() const { return m_count; }
-    bool Contains(Eigen::Index row) const { return m_complete[static_cast<std::size_t>(row)] != 0; }
+    const std::vector<int>& Rows() const { return m_rows; }  ///< ascending
 
     /// Copies the complete rows of source to the Count() cells of target, which may be source itself.
     void Copy(const double* source, double* target) const;
 
  private:
-    void MarkBlock(Eigen::Index from, Eigen::Index rows, const std::vector<const double*>& columns);
+    void AppendBlock(Eigen::Index from, Eigen::Index rows, const std::vector<const double*>& columns);
 
-    std::vector<std::uint8_t> m_complete;  ///< by row, 1 or 0
     Eigen::Index m_count = 0;
-    Eigen::Index m_end = 0;  ///< behind the last complete row
+    std::vector<int> m_rows;
 };
 
 }  // namespace quarn::detail

@@ -117,8 +117,7 @@ std::string dropMissing(const MatrixXd& A, MatrixXd& out, std::vector<int>& rows
     for (Index j = 0; j < A.cols(); ++j) columns.push_back(A.col(j).data());
     const detail::CompleteRows complete(A.rows(), columns);
     if (complete.Count() == 0) return "noData";
-    for (Index i = 0; i < A.rows(); ++i)
-        if (complete.Contains(i)) rows.push_back(static_cast<int>(i));
+    rows.insert(rows.end(), complete.Rows().begin(), complete.Rows().end());
 
     MatrixXd kept(complete.Count(), A.cols());  // of its own, since out may be A
     for (Index j = 0; j < A.cols(); ++j) complete.Copy(A.col(j).data(), kept.col(j).data());
