@@ -243,6 +243,7 @@ template <class Scalar>
 VectorXi OrderOfColumns(const std::vector<const Scalar*>& columns, Index n) {
     if (n == 0) return VectorXi();
     std::vector<Key<Scalar>> keys;
+    keys.reserve(columns.size());
     for (const Scalar* column : columns) keys.emplace_back(column, n);
     return Sorter<Scalar>(keys, n).Order();
 }
