@@ -23,7 +23,7 @@ wxString ToTableName(const std::string& name) {
 
 std::string ToByteString(const wxString& name) {
     if (name.IsAscii()) return name.ToStdString(wxConvISO8859_1);
-    const std::wstring text = name.ToStdWstring();
+    const std::wstring& text = name.ToStdWstring();  // a reference or a value, by the build of the string library
     const std::size_t size = wxConvLibc.FromWChar(nullptr, 0, text.data(), text.size());
     if (size == wxCONV_FAILED) return {};
     std::string bytes(size, '\0');
