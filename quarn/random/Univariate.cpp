@@ -215,7 +215,7 @@ double StirlingRest(double n) {
 double LogFactorial(double n) {
     if (n < leastStirling) {
         double factorial = 1.0;
-        for (double k = 2.0; k <= n; k += 1.0) factorial *= k;
+        for (int k = 2; k <= static_cast<int>(n); ++k) factorial *= k;
         return std::log(factorial);
     }
     return (n + 0.5) * std::log(n) - n + StirlingRest(n);
