@@ -15,8 +15,10 @@
 #include <quarn/numerics/DescriptiveStatistics.h>
 #include <quarn/numerics/MatrixHelpers.h>
 #include <quarn/numerics/Sorting.h>
+#include <quarn/random/GHK.h>
 #include <quarn/random/Generators.h>
 #include <quarn/random/Multivariate.h>
+#include <quarn/random/TruncatedMultivariateNormal.h>
 #include <quarn/random/TruncatedNormal.h>
 #include <quarn/random/Univariate.h>
 #include <quarn/reports/SummarizeModel.h>

@@ -16,11 +16,16 @@
 // Source: Chopin (2011), Stat. Comput. 21, 275-288, doi:10.1007/s11222-009-9168-1.
 
 #include <quarn/base/Globals.h>
+#include <quarn/base/TruncatedNormalCells_detail.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstddef>
 
-namespace quarn::Quarn_COMP_GLOBALS {
+namespace quarn {
+
+namespace Quarn_COMP_GLOBALS {
 
 namespace {
 
@@ -54,13 +59,15 @@ VectorXd UpperBounds(const VectorXd& x) {
     return yu;
 }
 
-/// For each slot of the grid, the cell after the one that holds the slot's lower end. A slot is no wider than a cell,
-/// so it ends within the entry: only the entry and the cell before it may hold a bound of the slot.
+/// For each slot of the grid, the cell after the one that holds what lies just below the slot's lower end, so that a
+/// bound there may be looked up in this slot or in the one before. A slot is narrower than a cell, so it ends within the
+/// entry: only the entry and the cell before it may hold a bound of the slot.
 VectorXi FirstCells(const VectorXd& x) {
     VectorXi cells(static_cast<int>(TRUNCN_a_max / TRUNCN_h) - TRUNCN_k_min + 1);
+    constexpr double below = 0x1p-40;  // in slots; what is rounded there is less
     int cell = 0;
     for (int k = 0; k < cells.size(); ++k) {
-        while (x[cell] <= (TRUNCN_k_min + k) * TRUNCN_h) ++cell;
+        while (x[cell] <= (TRUNCN_k_min + k - below) * TRUNCN_h) ++cell;
         cells[k] = cell;
     }
     return cells;
@@ -74,4 +81,33 @@ __attribute__((init_priority(101))) const VectorXd TRUNCN_yl = LowerBounds(TRUNC
 __attribute__((init_priority(101))) const VectorXd TRUNCN_yu = UpperBounds(TRUNCN_x);
 __attribute__((init_priority(101))) const VectorXi TRUNCN_Jk = FirstCells(TRUNCN_x);
 
-}  // namespace quarn::Quarn_COMP_GLOBALS
+}  // namespace Quarn_COMP_GLOBALS
+
+namespace detail {
+
+namespace {
+
+using Cells = std::array<TruncatedNormalCell, 2 * Quarn_COMP_GLOBALS::side + 1>;
+
+Cells MakeCells() {
+    using namespace Quarn_COMP_GLOBALS;
+    Cells cells{};
+    for (std::size_t k = 0; k < cells.size(); ++k) {
+        const auto i = static_cast<Eigen::Index>(k);
+        cells[k] = {TRUNCN_x[i], 0.0, TRUNCN_yl[i], TRUNCN_yu[i]};
+    }
+    for (std::size_t k = 0; k + 1 < cells.size(); ++k) {
+        cells[k].slope = (cells[k + 1].x - cells[k].x) * cells[k].yu / cells[k].yl;
+    }
+    return cells;
+}
+
+__attribute__((init_priority(102))) const Cells cells = MakeCells();
+
+}  // namespace
+
+const TruncatedNormalCell* const truncatedNormalCells = cells.data();
+
+}  // namespace detail
+
+}  // namespace quarn

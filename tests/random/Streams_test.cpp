@@ -4,7 +4,9 @@
 
 #include "Triple.h"
 
+#include <quarn/random/GHK.h>
 #include <quarn/random/Multivariate.h>
+#include <quarn/random/TruncatedMultivariateNormal.h>
 #include <quarn/random/Univariate.h>
 
 #include <gtest/gtest.h>
@@ -58,6 +60,22 @@ auto Matrices(Draw draw) {
         }
     };
 }
+
+/// Each row of out is a run of three vectors, each made by draw(T, x) from the one before.
+template <class Draw>
+auto Vectors(VectorXd x, Draw draw) {
+    return [x, draw](Triple& T, MatrixXd& out) mutable {
+        for (Eigen::Index i = 0; i < out.rows(); ++i) {
+            for (Eigen::Index j = 0; j < 9; j += 3) {
+                x = draw(T, x);
+                out.row(i).segment(j, 3) = x.transpose();
+            }
+        }
+    };
+}
+
+const MatrixXd precision{{1.0, 0.4, -0.2}, {0.4, 1.5, 0.3}, {-0.2, 0.3, 0.8}};
+const VectorXd low{{-1.0, -1.0, -1.0}};
 
 const Stream streams[] = {
     {"uniform", Cells([](Triple& T) { return quarn::UniformDraw(T.rng, T.unif); }), 0.26950418532685821,
@@ -114,6 +132,25 @@ const Stream streams[] = {
     {"Dirichlet",
      [](Triple& T, MatrixXd& out) { quarn::drchrnd(TRIPLE, RowVectorXd(RowVectorXd::LinSpaced(9, 0.25, 2.25)), out); },
      0.0026544766296398947, 0.01188211002614006, 0.11966655823156368, 0xF599673107D85A33},
+    {"truncated multivariate normal, rejection",
+     Vectors(low,
+             [](Triple& T, const VectorXd&) {
+                 bool ok = false;
+                 return quarn::MVN_trunc_LV(T.rng, T.norm, low, factor, ok);
+             }),
+     -0.55958532234050762, -1.8005869576910309, -4.3438980248585164, 0x73FD0AE7A4ECF788},
+    {"truncated multivariate normal, scan",
+     Vectors(low, [](Triple& T, const VectorXd& x) { return quarn::MVN_trunc_P(TRIPLE, mean, precision, x); }),
+     -0.078129783870328096, -1.0314905280409943, -0.24638853157294682, 0x0B751634836044A7},
+    {"GHK", Cells([](Triple& T) { return quarn::GHK(TRIPLE, factor, mean, 2); }), 0.003566648064363109,
+     0.0014832178385682775, 0.0058238560522655639, 0x28FD0598C10AFC3B},
+    {"GHK, gradient",
+     [](Triple& T, MatrixXd& out) {
+         for (Eigen::Index i = 0; i < out.rows(); ++i) {
+             out.row(i) = quarn::GHK_mfx(TRIPLE, factor, mean, MatrixXd::Identity(3, 3), 2).replicate(3, 1).transpose();
+         }
+     },
+     0.0050732649908810587, 0.012541260167198033, 0.00096271015138485894, 0xEF5F1422A3B28373},
     {"Dirichlet, tiny alpha",
      [](Triple& T, MatrixXd& out) { quarn::drchrnd(TRIPLE, RowVectorXd(RowVectorXd::Constant(9, 1e-3)), out); }, 0, 0,
      0, 0xE413D29D5BBA42BA},
