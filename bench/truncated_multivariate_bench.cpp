@@ -43,7 +43,7 @@ void Scan(benchmark::State& state) {
     for (auto _ : state) x = quarn::MVN_trunc_P(T.rng, T.unif, T.norm, mu, P, x);
     state.SetItemsProcessed(state.iterations() * n * (2 * n + 10));
 }
-BENCHMARK(Scan)->Name("MVN_trunc_P/dim")->Arg(2)->Arg(5)->Arg(10)->Arg(20);
+BENCHMARK(Scan)->Name("MVN_trunc_P")->ArgName("dim")->Arg(2)->Arg(5)->Arg(10)->Arg(20);
 
 /// Means so far from the orthants that rejection seldom succeeds within its attempts would measure rejection only: here
 /// the signs follow a draw of the law itself.
@@ -58,7 +58,7 @@ void LatentMatrix(benchmark::State& state) {
     for (auto _ : state) quarn::MVtrunc_LVP(T.rng, T.unif, T.norm, mu, L, P, X, codes);
     state.SetItemsProcessed(state.iterations() * N);
 }
-BENCHMARK(LatentMatrix)->Name("MVtrunc_LVP/dim")->Arg(2)->Arg(5)->Arg(10);
+BENCHMARK(LatentMatrix)->Name("MVtrunc_LVP")->ArgName("dim")->Arg(2)->Arg(5)->Arg(10);
 
 void Ghk(benchmark::State& state) {
     const Index n = state.range(0);
@@ -69,7 +69,7 @@ void Ghk(benchmark::State& state) {
     for (auto _ : state) benchmark::DoNotOptimize(quarn::GHK(T.rng, T.unif, T.norm, L, b, R));
     state.SetItemsProcessed(state.iterations() * R * n);
 }
-BENCHMARK(Ghk)->Name("GHK/dim,R")->ArgsProduct({{3, 5, 10, 20}, {1000, 10000}});
+BENCHMARK(Ghk)->Name("GHK")->ArgNames({"dim", "R"})->ArgsProduct({{3, 5, 10, 20}, {1000, 10000}});
 
 void GhkGradient(benchmark::State& state) {
     const Index n = state.range(0);
@@ -82,7 +82,7 @@ void GhkGradient(benchmark::State& state) {
     }
     state.SetItemsProcessed(state.iterations() * R * n);
 }
-BENCHMARK(GhkGradient)->Name("GHK_mfx/dim,R")->ArgsProduct({{3, 5, 10, 20}, {1000}});
+BENCHMARK(GhkGradient)->Name("GHK_mfx")->ArgNames({"dim", "R"})->ArgsProduct({{3, 5, 10, 20}, {1000}});
 
 void PlainGhk(benchmark::State& state) {
     const Index n = state.range(0);
@@ -108,6 +108,6 @@ void PlainGhk(benchmark::State& state) {
     }
     state.SetItemsProcessed(state.iterations() * R * n);
 }
-BENCHMARK(PlainGhk)->Name("plain_ghk/dim,R")->ArgsProduct({{3, 5, 10, 20}, {1000, 10000}});
+BENCHMARK(PlainGhk)->Name("plain_ghk")->ArgNames({"dim", "R"})->ArgsProduct({{3, 5, 10, 20}, {1000, 10000}});
 
 }  // namespace

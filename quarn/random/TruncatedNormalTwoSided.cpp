@@ -37,6 +37,9 @@ double Inverse(double u, double a, double b) {
     return std::clamp(z, a, b);
 }
 
+/// exp(x) - 1 for x <= 0: below -1 the difference loses nothing, and takes half the time.
+double ExpMinus1(double x) { return x < -1.0 ? std::exp(x) - 1.0 : std::expm1(x); }
+
 }  // namespace
 
 double Botev2017(Rng& rng, Unif& unif, Norm& norm, double a, double b) {
@@ -50,7 +53,7 @@ double Botev2017_ntail(Rng& rng, Unif& unif, double a, double b) {
     // The loop takes 0.8/a rounds in the mean if b is far away.
     if (a < 0x1p-10) return Inverse(UniformDraw(rng, unif), a, b);
     const double c = a * a / 2.0;
-    const double q = c < Infinity ? std::expm1(c - b * b / 2.0) : -1.0;  // inf - inf otherwise
+    const double q = ExpMinus1(c < Infinity ? c - b * b / 2.0 : -Infinity);  // inf - inf otherwise
     double e, u2;
     do {
         e = c - std::log(1.0 + UniformDraw(rng, unif) * q);
