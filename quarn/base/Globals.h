@@ -15,7 +15,7 @@ constexpr double log2pi_half = 0.91893853320467274178;  ///< ln(2 pi) / 2
 /// Bounds from TRUNCN_a_min to TRUNCN_a_max are served by the cells: below, hardly a normal is rejected; above, too few
 /// cells are left for them to be quicker than the tail method.
 constexpr double TRUNCN_a_min = -3.25;
-constexpr double TRUNCN_a_max = 2.5;
+constexpr double TRUNCN_a_max = 2.375;
 constexpr double TRUNCN_h = 0x1p-10;  ///< slot of the grid of bounds: a power of 2 (a/h is exact), at most a cell wide
 constexpr int TRUNCN_k_min = -3328;   ///< TRUNCN_a_min / TRUNCN_h
 

@@ -142,8 +142,8 @@ const Stream streams[] = {
     {"truncated multivariate normal, scan",
      Vectors(low, [](Triple& T, const VectorXd& x) { return quarn::MVN_trunc_P(TRIPLE, mean, precision, x); }),
      -0.078129783870328096, -1.0314905280409943, -0.24638853157294682, 0x0B751634836044A7},
-    {"GHK", Cells([](Triple& T) { return quarn::GHK(TRIPLE, factor, mean, 2); }), 0.003566648064363109,
-     0.0014832178385682775, 0.0058238560522655639, 0x28FD0598C10AFC3B},
+    {"GHK", Cells([](Triple& T) { return quarn::GHK(TRIPLE, factor, mean, 2); }), 0.003476633221797306,
+     0.0014832178385682775, 0.0058238560522655639, 0xFCE595026FEF1B96},
     {"GHK, gradient",
      [](Triple& T, MatrixXd& out) {
          for (Eigen::Index i = 0; i < out.rows(); ++i) {
