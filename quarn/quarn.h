@@ -11,6 +11,7 @@
 #include <quarn/base/Types.h>
 #include <quarn/datasets/Dataset.h>
 #include <quarn/datasets/StatusTexts.h>
+#include <quarn/datasets/TimeFormats.h>
 #include <quarn/models/Model.h>
 #include <quarn/numerics/DescriptiveStatistics.h>
 #include <quarn/numerics/MatrixHelpers.h>

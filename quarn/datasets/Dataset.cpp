@@ -20,23 +20,6 @@ Dataset::Dataset(const wxArrayString& names, const MatrixXd& data)
     SetCrossSection();
 }
 
-std::shared_ptr<Dataset> Dataset::Copy() const {
-    auto copy = std::make_shared<Dataset>(*this);
-    if (DatasetType == 0) {
-        copy->SetCrossSection();
-        copy->TransformedSinceDeclaration = TransformedSinceDeclaration;
-    }
-    return copy;
-}
-
-void Dataset::SetCrossSection() {
-    DatasetType = 0;
-    TimeVariable = ReservedNames::NoVariable;
-    GroupVariable = ReservedNames::NoVariable;
-    TimeFormat = "none";
-    TransformedSinceDeclaration = false;
-}
-
 void Dataset::AddAssociatedModel(std::shared_ptr<Model> model) { AssociatedModels.push_back(std::move(model)); }
 
 void Dataset::RemoveAssociatedModel(const std::shared_ptr<Model>& model) {

@@ -103,7 +103,8 @@ class QUARN_EXPORT Dataset {
     // Copy construction and assignment copy every field; the models are shared. None of them, nor the destructor, tells
     // the models.
 
-    /// A new dataset with the same table, declared structure, flags and models.
+    /// A new dataset with the same table, flags and models. Its structure is declared anew, and is a cross-section if
+    /// that fails.
     std::shared_ptr<Dataset> Copy() const;
 
     // ---- Association with models ----
@@ -119,8 +120,31 @@ class QUARN_EXPORT Dataset {
 
     // ---- Declared structure ----
 
+    // Says which variable is the time, and which one tells the groups of a panel apart. No row moves: rows may stand in
+    // any order and have gaps. Operations that can break a declaration set TransformedSinceDeclaration; those that rest
+    // on it declare it again first, and refuse if it no longer holds.
+
     /// Declares a cross-section, which nothing can invalidate. Time codes of a string variable stay.
     void SetCrossSection();
+
+    /// Declares a time series, or a panel. A string variable is converted to the time codes in its StringVar, the only
+    /// one that then has any.
+    ///
+    ///   format         "yyyyqx", "yyyymxx" or "yyyy/mm/dd" for a string variable (see TimeFormats.h), "index" for a
+    ///                  numeric one
+    ///   groupVariable  read as numbers, also where it is a string variable
+    ///
+    /// Returns "OK"; "noTimeVar", "noGroupVar" for a name that does not exist; or what is wrong with the format or the
+    /// values. Ensures: after any status but "OK", nothing has changed. Cost: one sort.
+    std::string SetTimeSeries(const std::string& timeVariable, const std::string& format);
+    std::string SetPanelData(const std::string& timeVariable, const std::string& groupVariable,
+                             const std::string& format);
+
+    /// The structure that can be relied on, as DatasetType has it: declares it again if the dataset was transformed
+    /// since. type is 0 after any status but "OK", with DatasetType and the declaration as they were.
+    /// Returns "OK", the status of SetTimeSeries or SetPanelData, "TSVariableHasNoFormat" for a declaration to be
+    /// repeated whose TimeFormat is "none", or a message on an unknown DatasetType.
+    std::string CheckType(int& type);
 
     // ---- String variables ----
 
@@ -221,6 +245,8 @@ class QUARN_EXPORT Dataset {
     /// Sets TransformedSinceDeclaration and tells the models that the data changed.
     void MarkChanged();
     int PrepareTarget(const std::string& name, bool& existed);
+    /// Declares a time series or panel. Arguments are values, as callers pass the fields that are written.
+    std::string Declare(int type, std::string timeVariable, std::string groupVariable, std::string format);
 };
 
 }  // namespace quarn

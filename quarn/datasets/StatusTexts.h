@@ -9,11 +9,47 @@ inline constexpr char OK[] = "OK";
 
 // Codes.
 inline constexpr char NoData[] = "noData";
+inline constexpr char NoTimeVariable[] = "noTimeVar";
+inline constexpr char NoGroupVariable[] = "noGroupVar";
+inline constexpr char NoTimeFormat[] = "TSVariableHasNoFormat";
 
 // Text import.
 inline constexpr char DuplicateNames[] =
     "Duplicate variable names were found in the dataset. The first duplicate was: ";  // then the name
 inline constexpr char SurplusValues[] = "More values were provided for some observations than the number of variables.";
+
+// Time formats.
+inline constexpr char UnknownTimeFormat[] = "Unknown time-series format.";
+inline constexpr char NonIntegerTimes[] = "The time variable contains non-integer values.";
+inline constexpr char NonIntegerGroups[] = "The group-id variable contains non-integer values.";
+inline constexpr char DuplicateTimes[] =
+    "The time variable contains duplicate values. If the dataset is a panel, use the \"set_pd\" function.";
+inline constexpr char DuplicateGroupTimes[] = "The combinations of group and time variables contain duplicates.";
+inline constexpr char NotOfFormat[] =
+    "The values in the time variable do not conform to the time-series format provided (";  // then the format, then
+inline constexpr char FirstNotOfFormat[] = "). The first entry that does not match the format is \"";  // then the entry
+inline constexpr char EndOfEntry[] = "\".";                                                            // or
+inline constexpr char EndOfInvalidDate[] = "\": this is an invalid date.";                             // or, above
+inline constexpr char SomeOfThe[] = "). Some of the ";  // then the pieces of a value
+inline constexpr char ValuesNotIntegers[] = " values are not integers.";
+
+// Declaration of a time structure.
+inline constexpr char TimeVariableOf[] = "The time variable passed as argument to \"";  // then the function, then
+inline constexpr char IsString[] =
+    "\" is a string variable. Use the \"format\" option to indicate the format of the time variable.";
+inline constexpr char IsNumerical[] =
+    "\" is a numerical variable. Set the \"format\" option to \"index\" to indicate the format of the time variable.";
+inline constexpr char UnknownDatasetType[] = "Unknown dataset type (time-series, panel-data, etc.).";
+inline constexpr char StaleTimeSeries[] =
+    "The dataset has undergone transformations since it was last declared as a time-series dataset, which invalidate "
+    "this designation. Use the \"set_ts\" function again to get more information.";
+inline constexpr char StalePanel[] =
+    "The dataset has undergone transformations since it was last declared as a panel dataset, which invalidate this "
+    "designation. Use the \"set_pd\" function again to get more information.";
+inline constexpr char DatasetNamed[] = "Dataset \"";  // then the name, then
+inline constexpr char NoTimeStructure[] =
+    "\" has not been declared as a time-series or panel dataset. Use the \"set_ts\" or \"set_pd\" functions before "
+    "calling ";  // then what was called
 
 // Estimation data.
 inline constexpr char NonNumericVariables[] =
