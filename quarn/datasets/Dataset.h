@@ -230,6 +230,36 @@ class QUARN_EXPORT Dataset {
     std::string Prepare_CrossSection(std::vector<std::string>& namesZ, std::vector<std::string>& namesX, MatrixXd& Z,
                                      MatrixXd& X, VectorXd& y, MatrixXd& ids) const;
 
+    /// The data of a model that treats missing dependent values as unknowns: every observation in order of time, missing
+    /// cells included. The preparation does not move the observations of the dataset.
+    ///
+    ///   names           the variables, independent ones last
+    ///   lags            for each variable, the columns that are wanted of it: 0 itself, L its L-th lag, -L its L-th lead.
+    ///                   These go by rows, so that they close up gaps; with periods put in they go by dates
+    ///   numIndependent  how many names at the end are of independent variables, whose lists are {0}
+    ///   impute          0 for no; else every period without an observation is put in, and this is the number of names
+    ///                   before those that must be columns of 1 then
+    ///   data            n x columns wanted: for each dependent variable its list, then the independent variables. A lag
+    ///                   or lead beyond the ends is NaN. In a period put in, dependent variables are NaN and independent
+    ///                   ones 1
+    ///   ids, time       n x 1 and n: observation ids, -1 in a period put in; the time index
+    ///   missing         appended for each dependent variable: rows at which its first column is not finite
+    ///   warnings        appended: gaps (if impute is 0), missing dependent values; also before a status but "OK"
+    ///
+    /// An observation whose time is NaN stands behind all others and is no period. The MatrixXi is neither read nor
+    /// written.
+    ///
+    /// Returns "OK", "noData" for a dataset without observations, or a message: non-numeric data, no time structure or
+    /// one that no longer holds, a panel or a lagged independent variable (an internal error), missing independent
+    /// values, independent variables that cannot be put in. After any status but "OK" outputs hold nothing to be used.
+    /// Requires: the names exist; a list for each; 0 <= numIndependent <= names. Not tested.
+    /// Errors:   std::bad_alloc, also for periods put in beyond 2^31 - 2 rows.
+    /// Cost:     one sort; linear in the rows of data beyond that.
+    std::string Prepare_TimeSeries(std::vector<std::string>& names, std::vector<VectorXi>& lags, int numIndependent,
+                                   MatrixXd& data, MatrixXd& ids, VectorXd& time, MatrixXi& unused,
+                                   std::vector<std::vector<int>>& missing, std::vector<std::string>& warnings,
+                                   int impute);
+
     /// Whether the dependent variable (the last name) takes just the integers minValue, minValue + 1, ..., maxValue
     /// over the observations that are complete in all names.
     ///

@@ -56,6 +56,27 @@ inline constexpr char NonNumericVariables[] =
     "The list of selected variables contains variables with non-numeric data.";
 inline constexpr char NothingLeft[] = "No data are left after dropping\nobservations with missing values.";
 
+// Estimation data with lags.
+inline constexpr char ModelThatNeedsTime[] = "a model that requires a time-structure to be set.";  // of NoTimeStructure
+inline constexpr char InternalTimeSeries[] = "This is a Quarn internal error: (Prepare_TimeSeries)";
+inline constexpr char MissingIndependent[] =
+    "One or more independent variables contain missing values. Consider dropping these observations and redefining the "
+    "time index such that time observations are consecutive.";
+inline constexpr char IndependentNotImputed[] =
+    "The values of the independent variables for missing time observations cannot be imputed using the model "
+    "specification. Consider imputing these missing values before running the model or setting the \"impute\" option "
+    "to "
+    "false.";
+// Warnings, which end nothing.
+inline constexpr char GapsAreIgnored[] =
+    "There are missing time observations according to the dataset's time index. Gaps in the data are ignored and "
+    "observations are treated as if they were consecutive (even when taking lags/leads/differences). Redefine the "
+    "dataset's time index variable to silence this warning. Also, consider setting the \"impute\" option to true so "
+    "that "
+    "values for the dependent variable(s) are imputed.";
+inline constexpr char DependentAreImputed[] =
+    "One or more dependent variables contain missing values. These values are imputed using the model specification.";
+
 // Discrete dependent variables.
 inline constexpr char NonInteger[] = "The dependent variable contains\nnon-integer values.";
 inline constexpr char WrongMinimum[] = "The minimum value of the dependent\nvariable is not ";  // then its word

@@ -1,0 +1,184 @@
+#include <quarn/base/LargeTables_detail.h>
+#include <quarn/datasets/Dataset.h>
+#include <quarn/datasets/Declaration_detail.h>
+#include <quarn/datasets/Names_detail.h>
+#include <quarn/datasets/StatusTexts.h>
+#include <quarn/numerics/Sorting.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+#include <new>
+#include <numeric>
+
+namespace quarn {
+namespace {
+
+using Eigen::Index;
+
+constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
+constexpr int NoRow = -1;
+constexpr double NoId = -1.0;  ///< of a period that no observation stands for
+
+/// The checks that all time-series preparations begin with.
+std::string CheckTimeStructure(Dataset& dataset, std::vector<std::string>& names) {
+    if (dataset.ListContainsStringVariables(names)) return StatusTexts::NonNumericVariables;
+    if (dataset.DatasetType == detail::CrossSectionType)
+        return StatusTexts::DatasetNamed + detail::ToByteString(dataset.Name) + StatusTexts::NoTimeStructure +
+               StatusTexts::ModelThatNeedsTime;
+    return detail::RefreshDeclaration(dataset);
+}
+
+/// Highest less lowest of the finite times; below any number of observations if there is none.
+double Range(const VectorXd& times) {
+    double lowest = std::numeric_limits<double>::infinity(), highest = -lowest;
+    for (const double time : times) {
+        if (!std::isfinite(time)) continue;
+        lowest = std::min(lowest, time);
+        highest = std::max(highest, time);
+    }
+    return highest - lowest;
+}
+
+/// The rows of a prepared series: observations by ascending time, those without a time last, and NoRow for each period
+/// that was put in between.
+struct Timeline {
+    std::vector<int> Rows;
+    std::vector<double> Times;
+};
+
+Timeline InOrder(const VectorXd& times) {
+    const VectorXi order = SortIndex(times);
+    Timeline line{{order.begin(), order.end()}, {}};
+    line.Times.reserve(line.Rows.size());
+    for (const int row : order) line.Times.push_back(times(row));
+    return line;
+}
+
+/// A row for every period between the first and the last one. Throws: std::bad_alloc, also for more rows than an int
+/// can count.
+Timeline WithoutGaps(const Timeline& line, double range) {
+    if (!(range + static_cast<double>(line.Rows.size()) < std::numeric_limits<int>::max())) throw std::bad_alloc();
+    Timeline filled;
+    for (std::size_t i = 0; i < line.Rows.size(); ++i) {
+        const double periods = i == 0 ? 0.0 : line.Times[i] - line.Times[i - 1];  // not finite beside such times
+        for (double period = 1.0; std::isfinite(periods) && period < periods; period += 1.0) {
+            filled.Rows.push_back(NoRow);
+            filled.Times.push_back(line.Times[i - 1] + period);
+        }
+        filled.Rows.push_back(line.Rows[i]);
+        filled.Times.push_back(line.Times[i]);
+    }
+    return filled;
+}
+
+template <class Target>
+void Gather(const double* cells, const std::vector<int>& rows, double inserted, Target&& target) {
+    double* cell = target.data();
+    for (const int row : rows) *cell++ = row == NoRow ? inserted : cells[row];
+}
+
+/// Moves a column down by lag rows, or up by -lag; the rows that nothing comes to are NaN.
+void Move(const VectorXd& column, Index lag, Eigen::Ref<VectorXd> moved) {
+    const Index lost = std::min(std::abs(lag), column.size()), kept = column.size() - lost;
+    if (lag >= 0) {
+        moved.head(lost).setConstant(NaN);
+        moved.tail(kept) = column.head(kept);
+    } else {
+        moved.head(kept) = column.tail(kept);
+        moved.tail(lost).setConstant(NaN);
+    }
+}
+
+std::vector<int> NonFinite(const Eigen::Ref<const VectorXd>& column) {
+    std::vector<int> rows;
+    for (Index row = 0; row < column.size(); ++row)
+        if (!std::isfinite(column(row))) rows.push_back(static_cast<int>(row));
+    return rows;
+}
+
+Index CountColumns(const std::vector<VectorXi>& lags) {
+    return std::accumulate(lags.begin(), lags.end(), Index{0},
+                           [](Index count, const VectorXi& list) { return count + list.size(); });
+}
+
+/// The columns of the listed variables, the independent ones behind the others.
+struct Selection {
+    std::vector<int> Dependent, Independent;
+
+    Selection(const Dataset& dataset, const std::vector<std::string>& names, int numIndependent)
+        : Dependent(detail::FindColumns(dataset.VarNames, names)) {
+        const auto first = Dependent.end() - numIndependent;
+        Independent.assign(first, Dependent.end());
+        Dependent.erase(first, Dependent.end());
+    }
+};
+
+bool AreComplete(const Dataset& dataset, const std::vector<int>& columns) {
+    return std::all_of(columns.begin(), columns.end(),
+                       [&dataset](int column) { return dataset.Data.col(column).allFinite(); });
+}
+
+/// Whether the variables from position first on, in the order of the names, are constant terms, columns of 1: only their
+/// values are known in a period without an observation.
+bool AreConstantFrom(int first, const Dataset& dataset, const std::vector<std::string>& names) {
+    const std::vector<int> columns = detail::FindColumns(dataset.VarNames, names);
+    return std::all_of(columns.begin() + std::min<std::ptrdiff_t>(first, std::ssize(columns)), columns.end(),
+                       [&dataset](int column) { return (dataset.Data.col(column).array() == 1.0).all(); });
+}
+
+/// The requested columns by the rows of line, and the missing rows of each dependent variable.
+void FillColumns(const Dataset& dataset, const Selection& selection, const std::vector<VectorXi>& lags,
+                 const Timeline& line, MatrixXd& data, std::vector<std::vector<int>>& missing) {
+    const auto n = static_cast<Index>(line.Rows.size());
+    detail::ResizeUninitialised(data, n, CountColumns(lags));
+    VectorXd column(n);
+    Index next = 0;
+    for (std::size_t k = 0; k < selection.Dependent.size(); ++k) {
+        Gather(dataset.Data.col(selection.Dependent[k]).data(), line.Rows, NaN, column);
+        const Index first = next;
+        for (const int lag : lags[k]) Move(column, lag, data.col(next++));
+        missing.push_back(next > first ? NonFinite(data.col(first)) : std::vector<int>());
+    }
+    const Index firstIndependent = data.cols() - std::ssize(selection.Independent);
+    while (next < firstIndependent) data.col(next++).setConstant(NaN);
+    for (const int independent : selection.Independent)
+        Gather(dataset.Data.col(independent).data(), line.Rows, 1.0, data.col(next++));
+}
+
+}  // namespace
+
+std::string Dataset::Prepare_TimeSeries(std::vector<std::string>& names, std::vector<VectorXi>& lags,
+                                        int numIndependent, MatrixXd& data, MatrixXd& ids, VectorXd& time,
+                                        MatrixXi& /*unused*/, std::vector<std::vector<int>>& missing,
+                                        std::vector<std::string>& warnings, int impute) {
+    if (std::string status = CheckTimeStructure(*this, names); status != StatusTexts::OK) return status;
+    if (DatasetType != detail::TimeSeriesType) return StatusTexts::InternalTimeSeries;
+    if (NumObs == 0) return StatusTexts::NoData;
+
+    const VectorXd times = detail::TimeValues(*this);
+    const double range = Range(times);
+    const bool hasGaps = static_cast<double>(NumObs) <= range;
+    if (hasGaps && impute == 0) warnings.emplace_back(StatusTexts::GapsAreIgnored);
+    if (std::any_of(lags.end() - numIndependent, lags.end(),
+                    [](const VectorXi& list) { return (list.array() != 0).any(); }))
+        return StatusTexts::InternalTimeSeries;
+
+    const Selection selection(*this, names, numIndependent);
+    if (!AreComplete(*this, selection.Independent)) return StatusTexts::MissingIndependent;
+    if (!AreComplete(*this, selection.Dependent)) warnings.emplace_back(StatusTexts::DependentAreImputed);
+
+    Timeline line = InOrder(times);
+    if (impute >= 1 && hasGaps) {
+        if (!AreConstantFrom(impute, *this, names)) return StatusTexts::IndependentNotImputed;
+        line = WithoutGaps(line, range);
+    }
+    FillColumns(*this, selection, lags, line, data, missing);
+    ids.resize(data.rows(), 1);
+    Gather(Data.data(), line.Rows, NoId, ids);
+    time = VectorXd::Map(line.Times.data(), data.rows());
+    return StatusTexts::OK;
+}
+
+}  // namespace quarn
