@@ -1,0 +1,215 @@
+#include "../support/Matrices.h"
+
+#include <quarn/datasets/Dataset.h>
+#include <quarn/datasets/Declaration_detail.h>
+#include <quarn/models/Model.h>
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+namespace {
+
+using Eigen::Index;
+using quarn::Dataset;
+using quarn::MatrixXd;
+using quarn::VectorXd;
+using quarn::VectorXi;
+using quarn::testing::SameCells;
+using Texts = std::vector<std::string>;
+
+const std::string NoVariable = "QuarnSystemVar_DefaultVarName";
+const std::string DuplicateTimes =
+    "The time variable contains duplicate values. If the dataset is a panel, use the \"set_pd\" function.";
+const std::string StaleSeries =
+    "The dataset has undergone transformations since it was last declared as a time-series dataset, which invalidate "
+    "this designation. Use the \"set_ts\" function again to get more information.";
+const std::string StalePanel =
+    "The dataset has undergone transformations since it was last declared as a panel dataset, which invalidate this "
+    "designation. Use the \"set_pd\" function again to get more information.";
+
+/// Four observations: t = 3, 1, 2, 5; g = 1, 1, 2, 2; x; the string variables q (quarters) and m (months); firm.
+Dataset Example() {
+    wxArrayString names;
+    for (const char* name : {"QuarnSystemVar_obsID", "t", "g", "x", "q", "m", "firm"}) names.Add(name);
+    MatrixXd data = MatrixXd::Ones(4, 7);
+    data.leftCols<4>() << 1, 3, 1, 0.5,  //
+        2, 1, 1, 0.5,                    //
+        3, 2, 2, 0.25,                   //
+        4, 5, 2, 4;
+    data.col(6) << 7, 8, 7, 9;
+    Dataset dataset(names, data);
+    dataset.StringVars[4] = {4, "q", {"2000q3", "2000q1", "2000q2", "2001q1"}, false, {}};
+    dataset.StringVars[5] = {5, "m", {"2000m3", "2000m1", "2000m3", "2001m1"}, false, {}};
+    dataset.StringVars[6] = {6, "firm", {"7 a", "8 b", "7 c", "9 d"}, false, {}};
+    return dataset;
+}
+
+/// Everything that a declaration consists of, as text.
+std::string Declared(const Dataset& dataset) {
+    std::string text = std::to_string(dataset.DatasetType) + " " + dataset.TimeVariable + " " + dataset.GroupVariable +
+                       " " + dataset.TimeFormat + (dataset.TransformedSinceDeclaration ? " stale" : "");
+    for (const auto& [column, variable] : dataset.StringVars) {
+        if (variable.IsTimeVariable) text += " " + variable.Name;
+        for (const int entry : variable.TimeIndex) text += " " + std::to_string(entry);
+    }
+    return text;
+}
+
+TEST(Declaration, IsStoredAsAWholeOrNotAtAll) {
+    const auto isString = [](const std::string& function) {
+        return "The time variable passed as argument to \"" + function +
+               "\" is a string variable. Use the \"format\" option to indicate the format of the time variable.";
+    };
+    const auto isNumerical = [](const std::string& function) {
+        return "The time variable passed as argument to \"" + function +
+               "\" is a numerical variable. Set the \"format\" option to \"index\" to indicate the format of the time "
+               "variable.";
+    };
+    const struct {
+        std::string status, declared;  // nothing declared: as before
+        std::function<std::string(Dataset&)> declare;
+    } steps[] = {
+        {"OK", "1 q " + NoVariable + " yyyyqx q 2 0 1 4", [](Dataset& d) { return d.SetTimeSeries("q", "yyyyqx"); }},
+        {isString("set_ts"), "", [](Dataset& d) { return d.SetTimeSeries("m", "index"); }},
+        {isNumerical("set_ts"), "", [](Dataset& d) { return d.SetTimeSeries("t", "yyyyqx"); }},
+        {"noTimeVar", "", [](Dataset& d) { return d.SetTimeSeries("nothing", "index"); }},
+        {DuplicateTimes, "", [](Dataset& d) { return d.SetTimeSeries("m", "yyyymxx"); }},
+        {DuplicateTimes, "", [](Dataset& d) { return d.SetTimeSeries("g", "index"); }},
+        {"The time variable contains non-integer values.", "",
+         [](Dataset& d) { return d.SetTimeSeries("x", "index"); }},
+        {"Unknown time-series format.", "", [](Dataset& d) { return d.SetTimeSeries("q", "quarters"); }},
+        {"noTimeVar", "", [](Dataset& d) { return d.SetPanelData("nothing", "nobody", "index"); }},
+        {"noGroupVar", "", [](Dataset& d) { return d.SetPanelData("t", "nobody", "index"); }},
+        {isString("set_pd"), "", [](Dataset& d) { return d.SetPanelData("m", "g", "index"); }},
+        {isNumerical("set_pd"), "", [](Dataset& d) { return d.SetPanelData("t", "g", "none"); }},
+        {"The group-id variable contains non-integer values.", "",
+         [](Dataset& d) { return d.SetPanelData("t", "x", "index"); }},
+        {"The combinations of group and time variables contain duplicates.", "",
+         [](Dataset& d) { return d.SetPanelData("g", "g", "index"); }},
+        {"OK", "2 m g yyyymxx m 2 0 2 12", [](Dataset& d) { return d.SetPanelData("m", "g", "yyyymxx"); }},
+        {"OK", "2 q firm yyyyqx q 2 0 1 4", [](Dataset& d) { return d.SetPanelData("q", "firm", "yyyyqx"); }},
+        {"OK", "2 t g index", [](Dataset& d) { return d.SetPanelData("t", "g", "index"); }},
+        {"OK", "1 t " + NoVariable + " index", [](Dataset& d) { return d.SetTimeSeries("t", "index"); }},
+        {"OK", "1 q " + NoVariable + " yyyyqx q 2 0 1 4", [](Dataset& d) { return d.SetTimeSeries("q", "yyyyqx"); }},
+        {"", "0 " + NoVariable + " " + NoVariable + " none q 2 0 1 4",
+         [](Dataset& d) { return d.SetCrossSection(), ""; }},
+    };
+    for (const bool isStale : {false, true}) {
+        Dataset dataset = Example();
+        for (const auto& step : steps) {
+            const std::string before = Declared(dataset);
+            if (isStale) dataset.TransformedSinceDeclaration = true;
+            EXPECT_EQ(step.declare(dataset), step.status);
+            const std::string expected = !step.declared.empty() ? step.declared : before;
+            if (isStale && step.declared.empty()) {
+                EXPECT_TRUE(dataset.TransformedSinceDeclaration);
+                dataset.TransformedSinceDeclaration = false;
+            }
+            EXPECT_EQ(Declared(dataset), expected);
+            EXPECT_TRUE(SameCells(dataset.Data, Example().Data));
+        }
+    }
+}
+
+/// The status of CheckType and the type it found.
+std::string Check(Dataset& dataset) {
+    int type = -1;
+    const std::string status = dataset.CheckType(type);
+    return status + " " + std::to_string(type);
+}
+
+TEST(Declaration, IsCheckedAgainAfterAChange) {
+    Dataset dataset = Example();
+    EXPECT_EQ(Check(dataset), "OK 0");
+    dataset.TransformedSinceDeclaration = true;
+    EXPECT_EQ(Check(dataset), "OK 0");
+    EXPECT_FALSE(dataset.TransformedSinceDeclaration);
+
+    ASSERT_EQ(dataset.SetTimeSeries("q", "yyyyqx"), "OK");
+    dataset.ChangeData(1, 4, std::string("2000q3"));
+    EXPECT_EQ(Check(dataset), DuplicateTimes + " 0");
+    EXPECT_EQ(quarn::detail::RefreshDeclaration(dataset), StaleSeries);
+    EXPECT_EQ(Declared(dataset), "1 q " + NoVariable + " yyyyqx stale q 2 0 1 4");
+    dataset.ChangeData(1, 4, std::string("1999q4"));
+    EXPECT_EQ(Check(dataset), "OK 1");
+    EXPECT_EQ(Declared(dataset), "1 q " + NoVariable + " yyyyqx q 3 0 2 5");
+
+    ASSERT_EQ(dataset.SetPanelData("t", "g", "index"), "OK");
+    dataset.ReplaceVariable(Eigen::Vector4d(7, 7, 9, 9), "t");
+    EXPECT_EQ(Check(dataset), "The combinations of group and time variables contain duplicates. 0");
+    EXPECT_EQ(quarn::detail::RefreshDeclaration(dataset), StalePanel);
+    dataset.ReplaceVariable(Eigen::Vector4d(7, 8, 7, 8), "t");
+    EXPECT_EQ(quarn::detail::RefreshDeclaration(dataset), "OK");
+    EXPECT_FALSE(dataset.TransformedSinceDeclaration);
+    dataset.DeleteVariable("g");
+    EXPECT_EQ(Check(dataset), "noGroupVar 0");
+    dataset.TimeFormat = "none";
+    EXPECT_EQ(Check(dataset), "TSVariableHasNoFormat 0");
+    EXPECT_EQ(dataset.DatasetType, 2);
+    for (const int type : {-1, 3}) {
+        dataset.DatasetType = type;
+        EXPECT_EQ(Check(dataset), "Unknown dataset type (time-series, panel-data, etc.). 0");
+        EXPECT_EQ(quarn::detail::RefreshDeclaration(dataset), "Unknown dataset type (time-series, panel-data, etc.).");
+    }
+}
+
+TEST(Declaration, OutlivesDeletedNeighboursAndLostCodesButNoNewName) {
+    Dataset dataset = Example();
+    ASSERT_EQ(dataset.SetPanelData("q", "g", "yyyyqx"), "OK");
+    dataset.DeleteVariable("t");  // q stands one column further left
+    EXPECT_EQ(quarn::detail::RefreshDeclaration(dataset), "OK");
+    EXPECT_EQ(quarn::detail::TimeIndex(dataset), Eigen::Vector4i(2, 0, 1, 4));
+
+    dataset.StringVars.at(3).TimeIndex.resize(0);  // as after loading
+    EXPECT_FALSE(dataset.TransformedSinceDeclaration);
+    EXPECT_EQ(quarn::detail::RefreshDeclaration(dataset), "OK");
+    EXPECT_EQ(quarn::detail::TimeValues(dataset), Eigen::Vector4d(2, 0, 1, 4));
+
+    for (const char* name : {"q", "g"}) {
+        dataset.RenameVariable(name, "renamed");
+        EXPECT_EQ(Check(dataset), "OK 2");
+        EXPECT_EQ(quarn::detail::RefreshDeclaration(dataset), StalePanel);
+        dataset.RenameVariable("renamed", name);
+        EXPECT_EQ(quarn::detail::RefreshDeclaration(dataset), "OK");
+    }
+    ASSERT_EQ(dataset.SetTimeSeries("q", "yyyyqx"), "OK");
+    dataset.DisassociateStringVar(3);
+    EXPECT_EQ(quarn::detail::RefreshDeclaration(dataset), StaleSeries);
+}
+
+TEST(Declaration, IsMadeAgainByCopyAndTakenOverByAssignment) {
+    const auto model = std::make_shared<quarn::Model>();
+    for (const bool isPanel : {false, true}) {
+        Dataset dataset = Example();
+        dataset.SaveId = "dataset3";
+        dataset.AddAssociatedModel(model);
+        ASSERT_EQ(isPanel ? dataset.SetPanelData("m", "g", "yyyymxx") : dataset.SetTimeSeries("q", "yyyyqx"), "OK");
+        const std::string declared = Declared(dataset);
+        const auto copy = dataset.Copy();
+        EXPECT_EQ(Declared(*copy), declared);
+        EXPECT_EQ(std::tuple(copy->Loaded, copy->SaveId, copy->Name, copy->VarNames, copy->NumObs, copy->NumVars),
+                  std::tuple(true, "dataset3", dataset.Name, dataset.VarNames, 4, 7));
+        EXPECT_TRUE(SameCells(copy->Data, dataset.Data));
+        EXPECT_EQ(copy->AssociatedModels, dataset.AssociatedModels);
+
+        dataset.ChangeData(1, isPanel ? 5 : 4, isPanel ? std::string("2000m3") : std::string("2000q3"));
+        EXPECT_EQ(copy->StringVars.at(isPanel ? 5 : 4).Values[1], isPanel ? "2000m1" : "2000q1");  // its own
+        const auto invalid = dataset.Copy();
+        EXPECT_EQ(std::tuple(invalid->DatasetType, invalid->TimeVariable, invalid->TimeFormat,
+                             invalid->TransformedSinceDeclaration),
+                  std::tuple(0, NoVariable, "none", true));
+        Dataset assigned;
+        assigned = dataset;
+        EXPECT_EQ(Declared(assigned), Declared(dataset));
+        const Dataset& itself = assigned;
+        assigned = itself;
+        EXPECT_EQ(Declared(assigned), Declared(dataset));
+        EXPECT_EQ(assigned.StringVars.at(4).Values, dataset.StringVars.at(4).Values);
+
+        dataset.TimeFormat = "none";
+        EXPECT_EQ(dataset.Copy()->DatasetType, 0);
+    }
+}
+
+}  // namespace
