@@ -209,6 +209,24 @@ class QUARN_EXPORT Dataset {
     void MatchOservations_One2Many(const MatrixXd& ids, const VectorXd& values, const std::string& name);
     void MatchOservations_One2One(const MatrixXd& ids, const MatrixXd& values, const std::vector<std::string>& names);
 
+    // ---- Sorting and selecting observations ----
+    // The text and the time codes of every string variable stay with their observations, and so do the ids.
+
+    /// Puts the observations in the order of the named variables, the first being the main key, as SortMatrixVarIndex
+    /// does: observations that tie keep their order. A string variable among the names is sorted by its time codes if
+    /// it is the declared time variable and has them, else by its text in byte order; its cells in Data are then those
+    /// codes or the ranks of SortOrderToInt. Where no string variable is among the names, the cells of all of them are
+    /// the former row numbers, from 0. Neither the declared structure nor the models are told.
+    /// Requires: the names exist. Not tested.
+    /// Cost:     linear in the rows for each numeric key, n log n for text; a copy of the table, unless its rows were
+    ///           in order before.
+    void SortData(const wxArrayString& names);
+
+    /// Keeps the observations with 1 in mask and drops those with 0, or the other way round if keep is false. Sets
+    /// TransformedSinceDeclaration and tells the models, also where nothing is dropped.
+    /// Requires: N entries of mask, each 0 or 1. Not tested.
+    void DropKeep(const VectorXi& mask, bool keep);
+
     // ---- Estimation data ----
     // An observation is kept if each of the listed variables is finite in it; its id is not tested. Rows of all outputs
     // are the n kept observations, in the order of the dataset. Outputs are resized; after any status but "OK" they

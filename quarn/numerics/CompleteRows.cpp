@@ -68,10 +68,11 @@ void CompleteRows::AppendBlock(Index from, Index rows, const std::vector<const d
     m_count += count;
 }
 
-void CompleteRows::Copy(const double* source, double* target) const {
-    for (Index k = 0; k < m_count; k += CopiedRows) {
-        const int* const rows = m_rows.data() + k;
-        const Index count = std::min(CopiedRows, m_count - k);
+void CopyRows(const std::vector<int>& list, const double* source, double* target) {
+    const auto n = static_cast<Index>(list.size());
+    for (Index k = 0; k < n; k += CopiedRows) {
+        const int* const rows = list.data() + k;
+        const Index count = std::min(CopiedRows, n - k);
         if (rows[count - 1] - rows[0] == count - 1) {
             const double* const from = source + rows[0];
             for (Index i = 0; i < count; ++i) target[i] = from[i];

@@ -6,6 +6,10 @@
 
 namespace quarn::detail {
 
+/// Copies the listed rows of a column to as many cells of target, which may be source itself. Requires: rows ascending,
+/// each once.
+void CopyRows(const std::vector<int>& rows, const double* source, double* target);
+
 /// The rows in which each of some columns is finite, and copies of columns cut down to these rows.
 /// Without columns every row is complete.
 class CompleteRows {
@@ -18,7 +22,7 @@ class CompleteRows {
     const std::vector<int>& Rows() const { return m_rows; }  ///< ascending
 
     /// Copies the complete rows of source to the Count() cells of target, which may be source itself.
-    void Copy(const double* source, double* target) const;
+    void Copy(const double* source, double* target) const { CopyRows(m_rows, source, target); }
 
  private:
     void AppendBlock(Eigen::Index from, Eigen::Index rows, const std::vector<const double*>& columns);

@@ -1,0 +1,117 @@
+#include <quarn/base/LargeTables_detail.h>
+#include <quarn/datasets/Dataset.h>
+#include <quarn/numerics/CompleteRows_detail.h>
+#include <quarn/numerics/SortKeys_detail.h>
+#include <quarn/numerics/Sorting.h>
+
+#include <map>
+#include <utility>
+#include <vector>
+
+namespace quarn {
+namespace {
+
+using Eigen::Index;
+
+bool IsIdentity(const VectorXi& order) {
+    for (Index i = 0; i < order.size(); ++i)
+        if (order[i] != i) return false;
+    return true;
+}
+
+bool HasCodes(const StringVar& variable, int observations) {
+    return variable.IsTimeVariable && variable.TimeIndex.size() == observations;
+}
+
+/// The numbers that stand for a string variable in a sort.
+VectorXd SortableValues(const Dataset& dataset, const StringVar& variable) {
+    const bool isDeclared = (dataset.DatasetType == 1 || dataset.DatasetType == 2) &&
+                            variable.Column == dataset.GetVariableIndex(dataset.TimeVariable);
+    // A dataset read from a file has no codes until it is declared again: its text can be sorted by all the same.
+    if (isDeclared && HasCodes(variable, dataset.NumObs)) return variable.TimeIndex.cast<double>();
+    return SortOrderToInt(variable.Values).cast<double>();
+}
+
+/// Replaces the table, and cuts what lies beside it down to the listed old rows, in their order. All memory is allocated
+/// before the first change, so that numbers and texts stay one observation. Requires: rows lists no row twice.
+template <class Rows>
+void ReplaceTable(Dataset& dataset, MatrixXd& table, const Rows& rows) {
+    struct Parts {
+        std::vector<std::string> values;
+        VectorXi codes;
+    };
+    std::vector<Parts> parts;
+    for (const auto& [column, variable] : dataset.StringVars) {
+        Parts& part = parts.emplace_back();
+        part.values.resize(static_cast<std::size_t>(table.rows()));
+        if (HasCodes(variable, dataset.NumObs)) part.codes.resize(table.rows());
+    }
+
+    auto part = parts.begin();
+    for (auto& [column, variable] : dataset.StringVars) {
+        auto value = part->values.begin();
+        for (const int row : rows) *value++ = std::move(variable.Values[static_cast<std::size_t>(row)]);
+        variable.Values.swap(part->values);
+        if (part->codes.size() > 0) {
+            auto code = part->codes.begin();
+            for (const int row : rows) *code++ = variable.TimeIndex[row];
+        }
+        variable.TimeIndex.swap(part->codes);
+        ++part;
+    }
+    dataset.Data.swap(table);
+    dataset.NumObs = static_cast<int>(dataset.Data.rows());
+}
+
+}  // namespace
+
+void Dataset::SortData(const wxArrayString& names) {
+    std::map<int, VectorXd> replaced;  // columns of numbers that are not sorted as they stand
+    std::vector<const double*> keys;
+    for (const wxString& name : names) {
+        const int column = VarNames.Index(name);
+        const auto variable = StringVars.find(column);
+        if (variable != StringVars.end() && !replaced.contains(column))
+            replaced[column] = SortableValues(*this, variable->second);
+        keys.push_back(variable != StringVars.end() ? replaced[column].data() : Data.col(column).data());
+    }
+    const VectorXi order = detail::OrderOf(keys, NumObs);
+
+    if (replaced.empty()) {
+        for (const auto& [column, variable] : StringVars) replaced[column] = VectorXd::LinSpaced(NumObs, 0, NumObs - 1);
+    }
+    if (IsIdentity(order)) {
+        for (const auto& [column, numbers] : replaced) Data.col(column) = numbers;
+        return;
+    }
+    MatrixXd sorted;
+    detail::ResizeUninitialised(sorted, NumObs, NumVars);
+    for (int column = 0; column < NumVars; ++column) {
+        const auto numbers = replaced.find(column);
+        const double* const source = numbers != replaced.end() ? numbers->second.data() : Data.col(column).data();
+        double* target = sorted.col(column).data();
+        for (const int row : order) *target++ = source[row];
+    }
+    ReplaceTable(*this, sorted, order);
+}
+
+void Dataset::DropKeep(const VectorXi& mask, bool keep) {
+    // Without a branch: a row that is not kept is overwritten by the next one.
+    const int kept = keep ? 1 : 0;
+    std::vector<int> rows(static_cast<std::size_t>(NumObs) + 1);
+    std::size_t count = 0;
+    for (int row = 0; row < NumObs; ++row) {
+        rows[count] = row;
+        count += mask[row] == kept ? 1 : 0;
+    }
+    rows.resize(count);
+
+    MatrixXd selected;
+    detail::ResizeUninitialised(selected, static_cast<Index>(count), NumVars);
+    for (int column = 0; column < NumVars; ++column)
+        detail::CopyRows(rows, Data.col(column).data(), selected.col(column).data());
+    ReplaceTable(*this, selected, rows);
+    MarkChanged();
+}
+
+}  // namespace quarn
