@@ -227,6 +227,34 @@ class QUARN_EXPORT Dataset {
     /// Requires: N entries of mask, each 0 or 1. Not tested.
     void DropKeep(const VectorXi& mask, bool keep);
 
+    // ---- New variables of time series and panels ----
+    // Each returns a vector with one entry per observation, in the order of the dataset, or an empty one after a message
+    // other than "OK". The dataset is not changed, apart from a declaration that is run again. datasetName is used in
+    // messages only. A string variable is refused. Requires: the variable exists. Not tested.
+    // Cost: linear where the observations stand in the order of group and time, or where group ids and times lie close
+    //       together; else that of one sort of group ids and times.
+
+    /// The values lag periods earlier, or, if lag is negative, -lag periods later, in the same group: by date, not by
+    /// row. NaN where there is no observation of that date. Times and group ids are read as double2int does. Of
+    /// observations that agree in both, as those that have no time may, the last one is meant; a lag of 0 gives the
+    /// variable itself.
+    VectorXd TakeLags(const std::string& variable, const std::string& datasetName, int lag, std::string& message);
+
+    /// Applies x - (its lag, as above) order times over; below 1, the variable itself. lag is the seasonal span: order 1
+    /// and lag 4 give the seasonal difference of quarters. Cost: also of one linear pass for each order.
+    VectorXd TakeDiffs(const std::string& variable, const std::string& datasetName, int order, int lag,
+                       std::string& message);
+
+    /// A statistic of the variable over the group of the observation in a panel. It is taken of the observations that
+    /// are finite in the variable, the group and the time variable, in ascending order of time, and given to all
+    /// observations of the group. Others, and where nothing could be taken: NaN, or 0 for counts.
+    ///
+    ///   statistic  "groupmeans", "groupvars", "groupsds", "groupmedians": vectorMean, vectorVar, vectorSd and
+    ///              vectorMedian, NaN for variances and standard deviations of one value; "groupsums", "groupcounts".
+    ///              Any other name gives a message.
+    VectorXd CalculateGroupStats(const std::string& variable, const std::string& datasetName,
+                                 const std::string& statistic, std::string& message);
+
     // ---- Estimation data ----
     // An observation is kept if each of the listed variables is finite in it; its id is not tested. Rows of all outputs
     // are the n kept observations, in the order of the dataset. Outputs are resized; after any status but "OK" they
@@ -278,6 +306,23 @@ class QUARN_EXPORT Dataset {
                                    std::vector<std::vector<int>>& missing, std::vector<std::string>& warnings,
                                    int impute);
 
+    /// Matrices for panel estimators. The n kept observations are finite in the group, the time and each of the named
+    /// variables. They come in blocks of T rows each, in ascending order of T, then group, then time. A block is a group,
+    /// or, in the dynamic form, a spell: rows of a group with successive times.
+    ///
+    ///   X  n x (names - 1)    y  n, the last name    ids  n x 2: observation id; number of the block, from 0
+    ///   structure  a row (T, number of blocks of T rows) for each T that occurs, ascending
+    ///   dropSingletons  leave out blocks of one row
+    ///
+    /// Returns "OK"; "groupsWithGaps" for complete outputs of the dynamic form where a group has more than one spell;
+    /// "noData" if no row is kept or left; or the message on non-numeric data, on a dataset that is not declared as a
+    /// panel, or on a declaration that no longer holds. After these the outputs are untouched.
+    /// Requires: at least one name. Cost: as for new variables of a panel, above.
+    std::string Prepare_PanelData(std::vector<std::string>& names, MatrixXd& X, VectorXd& y, MatrixXd& ids,
+                                  MatrixXi& structure, bool dropSingletons);
+    std::string Prepare_DynamicPanelData(std::vector<std::string>& names, MatrixXd& X, VectorXd& y, MatrixXd& ids,
+                                         MatrixXi& structure, bool dropSingletons);
+
     /// Whether the dependent variable (the last name) takes just the integers minValue, minValue + 1, ..., maxValue
     /// over the observations that are complete in all names.
     ///
@@ -292,6 +337,8 @@ class QUARN_EXPORT Dataset {
     void Import(detail::ByteSource& source, char delimiter);
     /// Sets TransformedSinceDeclaration and tells the models that the data changed.
     void MarkChanged();
+    std::string PreparePanel(std::vector<std::string>& names, MatrixXd& X, VectorXd& y, MatrixXd& ids,
+                             MatrixXi& structure, bool dropSingletons, bool isDynamic);
     int PrepareTarget(const std::string& name, bool& existed);
     /// Declares a time series or panel. Arguments are values, as callers pass the fields that are written.
     std::string Declare(int type, std::string timeVariable, std::string groupVariable, std::string format);

@@ -9,6 +9,7 @@ inline constexpr char OK[] = "OK";
 
 // Codes.
 inline constexpr char NoData[] = "noData";
+inline constexpr char GroupsWithGaps[] = "groupsWithGaps";  // a notice: the outputs are complete
 inline constexpr char NoTimeVariable[] = "noTimeVar";
 inline constexpr char NoGroupVariable[] = "noGroupVar";
 inline constexpr char NoTimeFormat[] = "TSVariableHasNoFormat";
@@ -50,6 +51,20 @@ inline constexpr char DatasetNamed[] = "Dataset \"";  // then the name, then
 inline constexpr char NoTimeStructure[] =
     "\" has not been declared as a time-series or panel dataset. Use the \"set_ts\" or \"set_pd\" functions before "
     "calling ";  // then what was called
+inline constexpr char NoPanelStructure[] =
+    "\" has not been declared as a panel dataset. Use the \"set_pd\" function before calling ";  // the same
+inline constexpr char NoPanelForModels[] =
+    "\" has not been declared as a panel dataset. Use the \"set_pd\" function to define the time and group variables, "
+    "before running any panel models.";
+
+// Functions of variables that a user calls by name.
+inline constexpr char VariableNamed[] = "Variable \"";                            // then the name, then
+inline constexpr char InDataset[] = "\" in dataset \"";                           // then the name, then
+inline constexpr char IsStringVariable[] = "\" is a string variable and the \"";  // then the function, then
+inline constexpr char CannotBeUsed[] = "\" function cannot be used on it.";
+inline constexpr char TheFunction[] = "the \"";  // then the function, then
+inline constexpr char EndOfFunction[] = "\" function.";
+inline constexpr char UnknownStatistic[] = "Unknown group statistic: ";  // then its name
 
 // Estimation data.
 inline constexpr char NonNumericVariables[] =

@@ -1,5 +1,6 @@
 #include <quarn/numerics/DescriptiveStatistics.h>
 #include <quarn/numerics/MatrixHelpers.h>
+#include <quarn/numerics/Median_detail.h>
 #include <quarn/numerics/Reductions_detail.h>
 #include <quarn/numerics/Sorting.h>
 
@@ -36,14 +37,6 @@ double StandardDeviation(double sumOfSquares, double n) { return std::sqrt(sumOf
 
 /// Rank of the p point among n sorted values, from 0: no interpolation.
 Index PointRank(double p, Index n) { return static_cast<Index>(std::floor(p * static_cast<double>(n))); }
-
-/// A partial selection knows no NaN: callers handle them before.
-double MedianOf(VectorXd values) {
-    const auto middle = values.begin() + values.size() / 2;
-    std::nth_element(values.begin(), middle, values.end());
-    if (values.size() % 2 == 1) return *middle;
-    return 0.5 * (*std::max_element(values.begin(), middle) + *middle);
-}
 
 /// Values of ranks low <= high.
 void SelectPair(VectorXd values, Index low, Index high, double& lower, double& upper) {
@@ -120,6 +113,13 @@ MatrixXd TableOfColumns(const MatrixXd& X, Index width, Function function) {
 
 }  // namespace
 
+double detail::MedianInPlace(double* values, Index n) {
+    double* const middle = values + n / 2;
+    std::nth_element(values, middle, values + n);
+    if (n % 2 == 1) return *middle;
+    return 0.5 * (*std::max_element(values, middle) + *middle);
+}
+
 double vectorMean(const VectorView& x) { return detail::Sum(x) / Count(x); }
 double vectorVar(const VectorView& x) { return SumOfSquaredDeviations(x) / (Count(x) - 1.0); }
 double vectorSd(const VectorView& x) { return StandardDeviation(SumOfSquaredDeviations(x), Count(x)); }
@@ -130,7 +130,11 @@ double vectorCorr(const VectorView& x, const VectorView& y) {
     return (n - 1.0) / (n - 2.0) * detail::SumOfProducts(x, xMean, y, yMean) / scale;
 }
 
-double vectorMedian(const VectorView& x) { return HasNaN(x) ? NaN : MedianOf(x); }
+double vectorMedian(const VectorView& x) {
+    if (HasNaN(x)) return NaN;
+    VectorXd values = x;
+    return detail::MedianInPlace(values.data(), values.size());
+}
 
 void vectorMinMax(const VectorView& x, RowVectorXd& out) {
     constexpr Index Lanes = 4;  // as many comparisons at a time

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <quarn/base/Types.h>
+
+#include <vector>
+
+namespace quarn::detail {
+
+/// Rows of a panel in the order of group, then time. The order consists of places; those of one group follow each other,
+/// and groups ascend. It is found in one of three ways:
+///
+///   in order  the rows stand in this order, each combination once: place p is row p
+///   grid      groups and times are whole numbers that lie close together: the places of a group stand for successive
+///             times, whether or not a row has that time. Nothing is sorted
+///   sorted    place p is the p-th row of the stable sort; combinations may occur repeatedly
+///
+/// Values are spread over the places, worked on there, group by group and by ascending time, and collected.
+class PanelOrder {
+ public:
+    /// group and time: n finite cells each, which must outlive the object. Requires: n < 2^31. Cost: two passes where
+    /// the rows are in order; five where they fit a grid; otherwise that of OrderOf.
+    PanelOrder(const double* group, const double* time, Eigen::Index n);
+
+    bool IsInOrder() const { return m_way == Way::InOrder; }
+    Eigen::Index Places() const { return m_starts.back(); }
+    Eigen::Index Groups() const { return static_cast<Eigen::Index>(m_starts.size()) - 1; }
+    /// First place of each group, then Places(). On a grid a group may be without rows.
+    const std::vector<int>& Starts() const { return m_starts; }
+    /// The time of each place; null on a grid, where place p + 1 is one period after place p.
+    const double* Times() const;
+    /// Value of the group column for the group with this number.
+    double GroupId(Eigen::Index group) const;
+
+    /// A column by places: the column itself if it is in order, else storage. Places without a row get NaN.
+    const double* Spread(const double* column, VectorXd& storage) const;
+    /// The way back: cells by places to cells by rows.
+    VectorXd Collect(VectorXd cells) const;
+    /// The row at each place, without the places that have none. starts: Starts(), counted in these rows.
+    std::vector<int> Rows(std::vector<int>& starts) const;
+
+ private:
+    enum class Way { InOrder, Grid, Sorted };
+
+    const double* m_group;
+    const double* m_time;
+    Eigen::Index m_n;
+    Way m_way = Way::InOrder;
+    double m_lowestGroup = 0.0;  // of a grid
+    std::vector<int> m_starts;
+    std::vector<int> m_placeOfRow;  // on a grid
+    VectorXi m_rowAtPlace;          // if sorted
+    VectorXd m_times;               // if sorted
+
+    bool FindInOrder();
+    bool BuildGrid();
+    void Sort();
+};
+
+/// Group ids as whole numbers that lie close together and have the order of the ids; not finite where the id is not.
+/// Returns the ids themselves if they are such numbers, else storage. Cost: that of OrderOf at the most.
+const double* CompactIds(const double* ids, Eigen::Index n, VectorXd& storage);
+
+}  // namespace quarn::detail
