@@ -306,6 +306,19 @@ class QUARN_EXPORT Dataset {
                                    std::vector<std::vector<int>>& missing, std::vector<std::string>& warnings,
                                    int impute);
 
+    /// The lags and leads of time-series or panel variables by date, within groups, as TakeLags has them, in order of
+    /// time. The rows that the longest lag takes from the top and the longest lead from the end are left out, whatever
+    /// stands in them; other missing cells stay.
+    ///
+    ///   names, lags  as above; there are no independent variables here
+    ///   data         the columns wanted, one variable behind the other. Observations of one time keep their order
+    ///
+    /// The other matrices are neither read nor written. Returns "OK", "noData" if no row is left, or a message:
+    /// non-numeric data, no time structure, or one that no longer holds.
+    /// Requires: the names exist; a list for each. Not tested. Cost: that of TakeLags for each column, and one sort.
+    std::string Prepare_TimeSeries2(std::vector<std::string>& names, std::vector<VectorXi>& lags, MatrixXd& data,
+                                    MatrixXd& unused, MatrixXi& alsoUnused);
+
     /// Matrices for panel estimators. The n kept observations are finite in the group, the time and each of the named
     /// variables. They come in blocks of T rows each, in ascending order of T, then group, then time. A block is a group,
     /// or, in the dynamic form, a spell: rows of a group with successive times.

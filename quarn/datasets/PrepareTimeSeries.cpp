@@ -181,4 +181,26 @@ std::string Dataset::Prepare_TimeSeries(std::vector<std::string>& names, std::ve
     return StatusTexts::OK;
 }
 
+std::string Dataset::Prepare_TimeSeries2(std::vector<std::string>& names, std::vector<VectorXi>& lags, MatrixXd& data,
+                                         MatrixXd& /*unused*/, MatrixXi& /*unused*/) {
+    if (std::string status = CheckTimeStructure(*this, names); status != StatusTexts::OK) return status;
+    Index maxLag = 0, minLag = 0;
+    for (const VectorXi& list : lags)
+        for (const int lag : list) {
+            maxLag = std::max<Index>(maxLag, lag);
+            minLag = std::min<Index>(minLag, lag);
+        }
+    const Index kept = NumObs - maxLag + minLag;
+    if (kept <= 0) return StatusTexts::NoData;
+
+    const VectorXi order = SortIndex(detail::TimeValues(*this));
+    const std::vector<int> rows(order.begin() + maxLag, order.begin() + maxLag + kept);
+    detail::ResizeUninitialised(data, kept, CountColumns(lags));
+    Index next = 0;
+    std::string message;
+    for (std::size_t k = 0; k < names.size(); ++k)
+        for (const int lag : lags[k]) Gather(TakeLags(names[k], "", lag, message).data(), rows, NaN, data.col(next++));
+    return StatusTexts::OK;
+}
+
 }  // namespace quarn

@@ -242,4 +242,101 @@ TEST(PrepareTimeSeries, KeepsObservationsWithoutATimeAndRefusesEndlessGaps) {
     EXPECT_TRUE(SameCells(Prepare(dataset, {"a"}, {none}, 0, 0).ids, dataset.Data.col(0)));
 }
 
+/// Lags by date and group, a pair of observations at a time; rows by time, cut at both ends.
+MatrixXd LagsByHand(const Dataset& dataset, const std::vector<int>& columns, const Lags& lags, const VectorXd& times) {
+    const bool isPanel = dataset.DatasetType == 2;
+    const int n = dataset.NumObs;
+    int top = 0, end = 0;
+    std::vector<int> rows(static_cast<std::size_t>(n));
+    std::iota(rows.begin(), rows.end(), 0);
+    std::stable_sort(rows.begin(), rows.end(), [&](int a, int b) { return times(a) < times(b); });
+    MatrixXd all(n, 0);
+    for (std::size_t k = 0; k < columns.size(); ++k)
+        for (const int lag : lags[k]) {
+            top = std::max(top, lag);
+            end = std::max(end, -lag);
+            all.conservativeResize(n, all.cols() + 1);
+            for (int r = 0; r < n; ++r) {
+                const int row = rows[static_cast<std::size_t>(r)];
+                all(r, all.cols() - 1) = NaN;
+                for (int i = 0; i < n; ++i)
+                    if (times(i) == times(row) - lag && (!isPanel || dataset.Data(i, 5) == dataset.Data(row, 5)))
+                        all(r, all.cols() - 1) = dataset.Data(i, columns[k]);
+            }
+        }
+    return top + end >= n ? MatrixXd(0, all.cols()) : MatrixXd(all.middleRows(top, n - top - end));
+}
+
+TEST(PrepareTimeSeries2, GivesLagsByDateWithoutTheRowsThatTheyCost) {
+    std::mt19937_64 engine(14);
+    const auto draw = [&engine](unsigned below) { return static_cast<int>(engine() % below); };
+    int numPrepared = 0;
+    for (int round = 0; round < 1500; ++round) {
+        const int n = draw(30);
+        std::vector<int> times(static_cast<std::size_t>(n + draw(4)));
+        std::iota(times.begin(), times.end(), draw(5));
+        std::shuffle(times.begin(), times.end(), engine);
+        times.resize(static_cast<std::size_t>(n));
+        MatrixXd cells = MatrixXd::Random(n, 3);
+        for (double& cell : cells.reshaped())
+            if (draw(12) == 0) cell = NaN;
+        const bool asText = draw(2) > 0;
+        Dataset dataset = Series(times, cells, asText);
+        if (draw(2) > 0) {  // three groups, times shared between them
+            for (Index i = 0; i < n; ++i) dataset.Data(i, 5) = 7 + times[static_cast<std::size_t>(i)] % 3;
+            for (Index i = 0; i < n; ++i) dataset.Data(i, 1) = times[static_cast<std::size_t>(i)] / 3;
+            ASSERT_EQ(dataset.SetPanelData("t", "one", "index"), "OK");
+        }
+        Names names;
+        Lags lags;
+        std::vector<int> columns;
+        for (int k = draw(4); k > 0; --k) {
+            columns.push_back(2 + draw(3));
+            names.emplace_back(dataset.VarNames[static_cast<std::size_t>(columns.back())]);
+            VectorXi list(draw(4));
+            for (int& lag : list) lag = draw(9) - 4;
+            lags.push_back(list);
+        }
+        VectorXd time = dataset.Data.col(1);
+        if (dataset.TimeVariable == "quarter")
+            for (Index i = 0; i < n; ++i) time(i) = dataset.StringVars.at(6).TimeIndex(i);
+        const MatrixXd expected = LagsByHand(dataset, columns, lags, time);
+        MatrixXd data, unused;
+        MatrixXi unusedToo;
+        ASSERT_EQ(dataset.Prepare_TimeSeries2(names, lags, data, unused, unusedToo),
+                  expected.rows() > 0 ? "OK" : "noData");
+        if (expected.rows() == 0) continue;
+        ASSERT_TRUE(SameCells(data, expected));
+        ++numPrepared;
+    }
+    EXPECT_GT(numPrepared, 700);
+}
+
+TEST(PrepareTimeSeries2, SaysWhyItCannot) {
+    Dataset dataset = Series({1, 2, 4}, MatrixXd::Ones(3, 3), true);
+    Names names = {"a"}, withText = {"a", "quarter"};
+    Lags lags = {Eigen::Vector2i(1, -1)}, tooLong = {VectorXi::Constant(1, std::numeric_limits<int>::max())},
+         tooShort = {VectorXi::Constant(1, std::numeric_limits<int>::min())};
+    MatrixXd data, unused;
+    MatrixXi unusedToo;
+    const auto prepare = [&](Names& list, Lags& wanted) {
+        return dataset.Prepare_TimeSeries2(list, wanted, data, unused, unusedToo);
+    };
+    EXPECT_EQ(prepare(withText, lags), "The list of selected variables contains variables with non-numeric data.");
+    EXPECT_EQ(prepare(names, tooLong), "noData");
+    EXPECT_EQ(prepare(names, tooShort), "noData");
+    EXPECT_EQ(prepare(names, lags), "OK");
+    EXPECT_EQ(data.rows(), 1);
+    ASSERT_EQ(dataset.SetPanelData("t", "one", "index"), "OK");
+    dataset.ReplaceVariable(VectorXd::Ones(3), "t");
+    EXPECT_EQ(
+        prepare(names, lags),
+        "The dataset has undergone transformations since it was last declared as a panel dataset, which invalidate "
+        "this designation. Use the \"set_pd\" function again to get more information.");
+    dataset.SetCrossSection();
+    EXPECT_EQ(prepare(names, lags),
+              "Dataset \"macro\" has not been declared as a time-series or panel dataset. Use the \"set_ts\" or "
+              "\"set_pd\" functions before calling a model that requires a time-structure to be set.");
+}
+
 }  // namespace
