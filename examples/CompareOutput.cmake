@@ -1,0 +1,6 @@
+# Runs PROGRAM; it must succeed and print what stands in the file EXPECTED, byte for byte.
+execute_process(COMMAND ${PROGRAM} OUTPUT_VARIABLE output ERROR_VARIABLE errors RESULT_VARIABLE status)
+file(READ ${EXPECTED} expected)
+if(NOT status EQUAL 0 OR NOT errors STREQUAL "" OR NOT output STREQUAL expected)
+  message(FATAL_ERROR "Exit status ${status}\n${errors}Printed:\n${output}Expected:\n${expected}")
+endif()
