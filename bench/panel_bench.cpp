@@ -40,7 +40,7 @@ Dataset Table(Index rows, Index periods) {
     return Dataset(names, data);
 }
 
-/// The same with the periods as text of the format; days are the first 28 of each month, to stay within the calendar.
+/// The same with the periods as text: quarters from 1990 on, or the first 28 days of each month from 1800 on.
 Dataset TextTable(Index rows, Index periods, const std::string& format) {
     Dataset dataset = Table(rows, periods);
     constexpr int column = 2;
@@ -49,9 +49,7 @@ Dataset TextTable(Index rows, Index periods, const std::string& format) {
         const int period = static_cast<int>(cell);
         char text[32];
         if (format == "yyyyqx")
-            std::snprintf(text, sizeof text, "%dq%d", period / 4 - 245000, period % 4 + 1);
-        else if (format == "yyyymxx")
-            std::snprintf(text, sizeof text, "%dm%02d", period / 12 - 80000, period % 12 + 1);
+            std::snprintf(text, sizeof text, "%dq%d", period / 4 + 1990, period % 4 + 1);
         else
             std::snprintf(text, sizeof text, "%d/%02d/%02d", period / 336 + 1800, period / 28 % 12 + 1,
                           period % 28 + 1);
@@ -78,8 +76,6 @@ void Declare(benchmark::State& state, const std::string& format, bool isPanel) {
     SetItems(state);
 }
 BENCHMARK_CAPTURE(Declare, , "index", false)->Name("declare/time_series/format:index")->Apply(Sizes);
-BENCHMARK_CAPTURE(Declare, , "yyyyqx", false)->Name("declare/time_series/format:yyyyqx")->Apply(Sizes);
-BENCHMARK_CAPTURE(Declare, , "yyyymxx", false)->Name("declare/time_series/format:yyyymxx")->Apply(Sizes);
 BENCHMARK_CAPTURE(Declare, , "yyyy/mm/dd", false)->Name("declare/time_series/format:yyyymmdd")->Apply(Sizes);
 BENCHMARK_CAPTURE(Declare, , "index", true)->Name("declare/panel/format:index")->Apply(Sizes);
 BENCHMARK_CAPTURE(Declare, , "yyyyqx", true)->Name("declare/panel/format:yyyyqx")->Apply(Sizes);

@@ -2,6 +2,7 @@
 #include <quarn/datasets/Dataset.h>
 #include <quarn/datasets/Declaration_detail.h>
 #include <quarn/datasets/Names_detail.h>
+#include <quarn/datasets/PanelOrder_detail.h>
 #include <quarn/datasets/StatusTexts.h>
 #include <quarn/numerics/Sorting.h>
 
@@ -48,11 +49,21 @@ struct Timeline {
     std::vector<double> Times;
 };
 
-Timeline InOrder(const VectorXd& times) {
+/// The order of the observations by time.
+std::vector<int> OrderByTime(const VectorXd& times) {
+    if (times.allFinite()) {
+        const VectorXd oneGroup = VectorXd::Zero(times.size());
+        std::vector<int> starts;
+        return detail::PanelOrder(oneGroup.data(), times.data(), times.size()).Rows(starts);
+    }
     const VectorXi order = SortIndex(times);
-    Timeline line{{order.begin(), order.end()}, {}};
+    return {order.begin(), order.end()};
+}
+
+Timeline InOrder(const VectorXd& times) {
+    Timeline line{OrderByTime(times), {}};
     line.Times.reserve(line.Rows.size());
-    for (const int row : order) line.Times.push_back(times(row));
+    for (const int row : line.Rows) line.Times.push_back(times(row));
     return line;
 }
 
@@ -61,6 +72,8 @@ Timeline InOrder(const VectorXd& times) {
 Timeline WithoutGaps(const Timeline& line, double range) {
     if (!(range + static_cast<double>(line.Rows.size()) < std::numeric_limits<int>::max())) throw std::bad_alloc();
     Timeline filled;
+    filled.Rows.reserve(line.Rows.size() + static_cast<std::size_t>(range));
+    filled.Times.reserve(line.Rows.size() + static_cast<std::size_t>(range));
     for (std::size_t i = 0; i < line.Rows.size(); ++i) {
         const double periods = i == 0 ? 0.0 : line.Times[i] - line.Times[i - 1];  // not finite beside such times
         for (double period = 1.0; std::isfinite(periods) && period < periods; period += 1.0) {
@@ -193,7 +206,7 @@ std::string Dataset::Prepare_TimeSeries2(std::vector<std::string>& names, std::v
     const Index kept = NumObs - maxLag + minLag;
     if (kept <= 0) return StatusTexts::NoData;
 
-    const VectorXi order = SortIndex(detail::TimeValues(*this));
+    const std::vector<int> order = OrderByTime(detail::TimeValues(*this));
     const std::vector<int> rows(order.begin() + maxLag, order.begin() + maxLag + kept);
     detail::ResizeUninitialised(data, kept, CountColumns(lags));
     Index next = 0;

@@ -1,3 +1,4 @@
+#include <quarn/datasets/PanelOrder_detail.h>
 #include <quarn/datasets/StatusTexts.h>
 #include <quarn/datasets/TimeFormats.h>
 #include <quarn/numerics/NumberText_detail.h>
@@ -121,17 +122,24 @@ bool IsDate(const Date& date) {
     }
 }
 
-/// Replaces ordinals of dates by their day numbers. Returns "OK", or the message on the first invalid date of sorted.
-std::string ToDayNumbers(const Eigen::Ref<const VectorXd>& sorted, VectorXd& ordinals) {
-    for (const double ordinal : sorted) {
-        const Date date = ToDate(ordinal);
-        if (IsDate(date)) continue;
-        const std::string text =
-            std::to_string(date.Year) + '/' + std::to_string(date.Month) + '/' + std::to_string(date.Day);
-        return FirstMismatch(*Days, text, StatusTexts::EndOfInvalidDate);
+/// Replaces ordinals of dates by their day numbers. False, with some of them replaced, if one is no date.
+bool ToDayNumbers(VectorXd& ordinals) {
+    try {
+        for (double& ordinal : ordinals) ordinal = DayNumber(ToDate(ordinal));
+        return true;
+    } catch (const std::out_of_range&) {
+        return false;
     }
-    for (double& ordinal : ordinals) ordinal = DayNumber(ToDate(ordinal));
-    return StatusTexts::OK;
+}
+
+/// The message on the first of the ordinals, in ascending order of group and date, that is no date.
+std::string FirstInvalid(const Eigen::Ref<const VectorXd>& sorted) {
+    const auto* const ordinal = std::find_if_not(sorted.data(), sorted.data() + sorted.size(),
+                                                 [](double candidate) { return IsDate(ToDate(candidate)); });
+    const Date date = ToDate(*ordinal);
+    const std::string text =
+        std::to_string(date.Year) + '/' + std::to_string(date.Month) + '/' + std::to_string(date.Day);
+    return FirstMismatch(*Days, text, StatusTexts::EndOfInvalidDate);
 }
 
 // ---- Series and panels in one ----
@@ -153,8 +161,20 @@ MatrixXd SortedKeys(const Structure& structure, const VectorXd& times) {
     return SortMatrixVarIndex(keys, Eigen::Vector2i(0, 1));
 }
 
-bool GroupsAreIntegers(const Structure& structure) {
-    return structure.Group == nullptr || CheckIntegers(*structure.Group);
+/// Whether no combination of group and time occurs twice. Those that are not finite in both occur once.
+bool AllDiffer(const Structure& structure, const VectorXd& times) {
+    const bool isPanel = structure.Group != nullptr;
+    if (!times.allFinite() || (isPanel && !structure.Group->allFinite()))
+        return CheckDuplicates(SortedKeys(structure, times));
+    const VectorXd one = VectorXd::Zero(isPanel ? 0 : times.size());
+    const detail::PanelOrder order(isPanel ? structure.Group->data() : one.data(), times.data(), times.size());
+    const double* const sorted = order.Times();
+    if (order.IsInOrder() || sorted == nullptr) return true;  // else it would have been sorted
+    for (std::size_t group = 1; group < order.Starts().size(); ++group) {
+        const double* const end = sorted + order.Starts()[group];
+        if (std::adjacent_find(sorted + order.Starts()[group - 1], end) != end) return false;
+    }
+    return true;
 }
 
 std::string ToIndex(const std::vector<std::string>& values, const Structure& structure, const std::string& format,
@@ -165,11 +185,11 @@ std::string ToIndex(const std::vector<std::string>& values, const Structure& str
 
     VectorXd periods;
     if (std::string status = ReadValues(values, *found, periods); status != StatusTexts::OK) return status;
-    if (!GroupsAreIntegers(structure)) return StatusTexts::NonIntegerGroups;
-    const MatrixXd sorted = SortedKeys(structure, periods);
-    if (!CheckDuplicates(sorted)) return structure.Duplicates;
+    if (structure.Group != nullptr && !CheckIntegers(*structure.Group)) return StatusTexts::NonIntegerGroups;
+    if (!AllDiffer(structure, periods)) return structure.Duplicates;
     if (found == Days) {
-        if (std::string status = ToDayNumbers(sorted.rightCols<1>(), periods); status != StatusTexts::OK) return status;
+        const VectorXd dates = periods;
+        if (!ToDayNumbers(periods)) return FirstInvalid(SortedKeys(structure, dates).rightCols<1>());
     }
     if (periods.size() > 0) periods.array() -= periods.minCoeff();
     index = periods.cast<int>();
@@ -208,6 +228,7 @@ bool CheckIntegers(const VectorXd& x) {
 }
 
 bool CheckDuplicates(const VectorXd& x) {
+    if (x.allFinite()) return AllDiffer(Series, x);
     const VectorXd sorted = SortVector(x);  // NaN cells are last and unequal to everything
     return std::adjacent_find(sorted.begin(), sorted.end()) == sorted.end();
 }
@@ -229,10 +250,10 @@ bool SetTSFormat_TS(const std::vector<std::string>& values, const std::string& f
 }
 
 bool SetTSFormat_PD(const VectorXd& time, const VectorXd& group, std::string& message) {
-    message = !CheckIntegers(time)                               ? StatusTexts::NonIntegerTimes
-              : !CheckIntegers(group)                            ? StatusTexts::NonIntegerGroups
-              : !CheckDuplicates(SortedKeys(Panel(group), time)) ? StatusTexts::DuplicateGroupTimes
-                                                                 : StatusTexts::OK;
+    message = !CheckIntegers(time)             ? StatusTexts::NonIntegerTimes
+              : !CheckIntegers(group)          ? StatusTexts::NonIntegerGroups
+              : !AllDiffer(Panel(group), time) ? StatusTexts::DuplicateGroupTimes
+                                               : StatusTexts::OK;
     return message == StatusTexts::OK;
 }
 

@@ -19,7 +19,8 @@ namespace quarn {
 /// Whether no element has a fractional part; NaN and infinities have none.
 QUARN_EXPORT bool CheckIntegers(const VectorXd& x);
 
-/// Whether no two elements are equal. NaN equals nothing, an infinity equals itself. Cost: one sort.
+/// Whether no two elements are equal. NaN equals nothing, an infinity equals itself. Cost: linear for whole
+/// numbers that lie close together, else one sort.
 QUARN_EXPORT bool CheckDuplicates(const VectorXd& x);
 
 /// Whether no two adjacent rows are equal in all columns; for rows that are sorted, whether all of them differ. Rows
@@ -44,7 +45,8 @@ QUARN_EXPORT bool CheckDuplicates(const MatrixXi& x);
 /// of a value starts no further piece; a value with too few pieces, with "nan" in it, or with a year below -100000000,
 /// is not of the format. Group ids that are NaN or infinite are groups of one observation each.
 ///
-/// Returns: whether message is "OK". Requires: time or values and group of one size. Not tested. Cost: one sort.
+/// Returns: whether message is "OK". Requires: time or values and group of one size. Not tested. Cost: linear where
+/// groups and periods lie close together, else one sort.
 QUARN_EXPORT bool SetTSFormat_TS(const VectorXd& time, std::string& message);
 QUARN_EXPORT bool SetTSFormat_TS(const std::vector<std::string>& values, const std::string& format, VectorXi& index,
                                  std::string& message);
