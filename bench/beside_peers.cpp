@@ -4,6 +4,8 @@
 //
 //   quarn_beside_peers import FILE...                 comma-delimited text to a dataset; MB/s and peak memory
 //   quarn_beside_peers sort FILE COLUMN COLUMN...     the table of a file, sorted by these columns of it; ms
+//   quarn_beside_peers panel FILE                     operations on a panel with the columns g, t, x, y; ms
+//   quarn_beside_peers write_panel FILE GROUPS PERIODS ID_STEP   such a file, its rows shuffled
 
 #include <quarn/datasets/Dataset.h>
 #include <quarn/numerics/Sorting.h>
@@ -13,6 +15,9 @@
 #include <ctime>
 #include <filesystem>
 #include <fstream>
+#include <iomanip>
+#include <numeric>
+#include <random>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -34,10 +39,15 @@ double PeakMegabytes() {
     return 0.0;
 }
 
-template <class Operation, class Scale>
-void Report(const std::string& file, const char* name, const char* metric, Scale scale, Operation operation) {
+double Milliseconds(double seconds) { return 1e3 * seconds; }
+
+/// The operation alone is timed, not what prepares a run of it.
+template <class Operation, class Scale, class Preparation>
+void Report(const std::string& file, const char* name, const char* metric, Scale scale, Operation operation,
+            Preparation prepare) {
     std::vector<double> values;
     for (int run = 0; run < Runs; ++run) {
+        prepare();
         const double start = ProcessorSeconds();
         operation();
         values.push_back(scale(ProcessorSeconds() - start));
@@ -45,6 +55,11 @@ void Report(const std::string& file, const char* name, const char* metric, Scale
     std::sort(values.begin(), values.end());
     std::printf("%s\t%s\t%s\t%.6g\t%.6g\t%.6g\n", file.c_str(), name, metric, values[Runs / 2], values.front(),
                 values.back());
+}
+
+template <class Operation, class Scale>
+void Report(const std::string& file, const char* name, const char* metric, Scale scale, Operation operation) {
+    Report(file, name, metric, scale, operation, [] {});
 }
 
 void Import(const std::string& file) {
@@ -64,8 +79,60 @@ void Sort(const std::string& file, const std::vector<int>& columns) {
     const quarn::Dataset dataset(file, ',');
     const quarn::MatrixXd table = dataset.Data.rightCols(dataset.NumVars - 1);
     const auto keys = Eigen::Map<const quarn::VectorXi>(columns.data(), static_cast<Eigen::Index>(columns.size()));
-    const auto milliseconds = [](double seconds) { return 1e3 * seconds; };
-    Report(file, "sort", "ms", milliseconds, [&] { static_cast<void>(quarn::SortMatrixVarIndex(table, keys)); });
+    Report(file, "sort", "ms", Milliseconds, [&] { static_cast<void>(quarn::SortMatrixVarIndex(table, keys)); });
+}
+
+void Panel(const std::string& file) {
+    quarn::Dataset dataset(file, ',');
+    std::string status = dataset.SetPanelData("t", "g", "index");
+    const auto report = [&](const char* name, const auto& operation) {
+        Report(file, name, "ms", Milliseconds, operation);
+        if (status != "OK") std::fprintf(stderr, "%s: %s\n", name, status.c_str());
+    };
+    const auto ofVariables = [&](const std::string& rows) {
+        report(("lag, " + rows).c_str(), [&] { static_cast<void>(dataset.TakeLags("x", "", 1, status)); });
+        report(("second difference, " + rows).c_str(),
+               [&] { static_cast<void>(dataset.TakeDiffs("x", "", 2, 1, status)); });
+        for (const char* statistic : {"groupmeans", "groupmedians"})
+            report((statistic + (", " + rows)).c_str(),
+                   [&] { static_cast<void>(dataset.CalculateGroupStats("x", "", statistic, status)); });
+        report(("prepare panel, " + rows).c_str(), [&] {
+            std::vector<std::string> names = {"x", "y"};
+            quarn::MatrixXd X, ids;
+            quarn::VectorXd y;
+            quarn::MatrixXi structure;
+            status = dataset.Prepare_PanelData(names, X, y, ids, structure, false);
+        });
+    };
+    ofVariables("shuffled rows");
+
+    const quarn::VectorXi mask = (dataset.Data.col(3).array() > 0.0).cast<int>();
+    const std::vector<std::string> keys = {"g", "t"};
+    wxArrayString names;
+    for (const std::string& key : keys) names.Add(key);
+    quarn::Dataset copy;
+    const auto reportOnCopy = [&](const char* name, const auto& operation) {
+        Report(file, name, "ms", Milliseconds, operation, [&] { copy = dataset; });
+    };
+    reportOnCopy("row filter", [&] { copy.DropKeep(mask, true); });
+    reportOnCopy("sort rows", [&] { copy.SortData(names); });
+    dataset.SortData(names);
+    report("sort rows, sorted rows", [&] { dataset.SortData(names); });
+    ofVariables("sorted rows");
+}
+
+void WritePanel(const std::string& file, int groups, int periods, int step) {
+    std::mt19937_64 engine(7);
+    std::normal_distribution<double> normal;
+    std::vector<int> order(static_cast<std::size_t>(groups) * static_cast<std::size_t>(periods));
+    std::iota(order.begin(), order.end(), 0);
+    std::shuffle(order.begin(), order.end(), engine);
+    std::ofstream out(file);
+    out << "g,t,x,y\n" << std::setprecision(17);
+    for (const int place : order) {
+        out << 1000 + static_cast<long>(place / periods) * step << ',' << 1970 + place % periods << ',';
+        out << normal(engine) << ',' << normal(engine) << '\n';
+    }
 }
 
 }  // namespace
@@ -78,8 +145,15 @@ int main(int argc, char** argv) {
         std::vector<int> columns;
         for (std::size_t i = 2; i < arguments.size(); ++i) columns.push_back(std::stoi(arguments[i]));
         Sort(arguments[1], columns);
+    } else if (arguments.size() == 2 && arguments[0] == "panel") {
+        Panel(arguments[1]);
+    } else if (arguments.size() == 5 && arguments[0] == "write_panel") {
+        WritePanel(arguments[1], std::stoi(arguments[2]), std::stoi(arguments[3]), std::stoi(arguments[4]));
     } else {
-        std::fputs("usage: quarn_beside_peers import FILE... | sort FILE COLUMN...\n", stderr);
+        std::fputs(
+            "usage: quarn_beside_peers import FILE... | sort FILE COLUMN... | panel FILE | "
+            "write_panel FILE GROUPS PERIODS ID_STEP\n",
+            stderr);
         return 2;
     }
     return 0;

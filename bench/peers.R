@@ -2,6 +2,7 @@
 #
 #   Rscript --vanilla bench/peers.R import FILE...
 #   Rscript --vanilla bench/peers.R sort FILE COLUMN COLUMN...    key columns as integers, then as doubles
+#   Rscript --vanilla bench/peers.R panel FILE                    by the package collapse, and data.table's join on dates
 
 suppressPackageStartupMessages(library(data.table))
 setDTthreads(1)
@@ -43,9 +44,30 @@ sort_table <- function(file, columns) {
   }
 }
 
+panel <- function(file) {
+  suppressPackageStartupMessages(library(collapse))
+  shuffled <- fread(file, showProgress = FALSE)
+  shuffled[, `:=`(g = as.integer(g), t = as.integer(t))]
+  in_ms <- function(name, operation) report(file, name, "ms", function(seconds) 1e3 * seconds, operation)
+  of_variables <- function(d, rows) {
+    name <- function(text) paste0(text, ", ", rows, " rows")
+    in_ms(name("flag"), function() flag(d$x, 1, d$g, d$t))
+    in_ms(name("fdiff, order 2"), function() fdiff(d$x, 1, 2, d$g, d$t))
+    in_ms(name("fmean"), function() fmean(d$x, d$g, TRA = "replace_fill"))
+    in_ms(name("fmedian"), function() fmedian(d$x, d$g, TRA = "replace_fill"))
+  }
+  of_variables(shuffled, "shuffled")
+  in_ms("join on dates", function() shuffled[.(g, t - 1L), on = .(g, t), x])
+  in_ms("fsubset", function() fsubset(shuffled, x > 0))
+  in_ms("roworder", function() roworder(shuffled, g, t))
+  of_variables(shuffled[order(g, t)], "sorted")
+}
+
 arguments <- commandArgs(TRUE)
 if (arguments[1] == "import") {
   for (file in arguments[-1]) import(file)
+} else if (arguments[1] == "panel") {
+  panel(arguments[2])
 } else {
   sort_table(arguments[2], as.integer(arguments[-(1:2)]))
 }

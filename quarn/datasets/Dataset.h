@@ -218,8 +218,8 @@ class QUARN_EXPORT Dataset {
     /// codes or the ranks of SortOrderToInt. Where no string variable is among the names, the cells of all of them are
     /// the former row numbers, from 0. Neither the declared structure nor the models are told.
     /// Requires: the names exist. Not tested.
-    /// Cost:     linear in the rows for each numeric key, n log n for text; a copy of the table, unless its rows were
-    ///           in order before.
+    /// Cost:     linear in the rows for each numeric key, n log n for text; the table is moved through one column, unless
+    ///           its rows were in order before.
     void SortData(const wxArrayString& names);
 
     /// Keeps the observations with 1 in mask and drops those with 0, or the other way round if keep is false. Sets

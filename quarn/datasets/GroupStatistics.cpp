@@ -75,8 +75,8 @@ VectorXd Dataset::CalculateGroupStats(const std::string& variable, const std::st
         return {};
     }
 
-    VectorXd result = VectorXd::Constant(NumObs, wanted->ofNone);
-    if (GetVariableIsString(GroupVariable)) return result;  // text cannot be prepared for an estimator: no sample
+    // Text cannot be prepared for an estimator: no sample.
+    if (GetVariableIsString(GroupVariable)) return VectorXd::Constant(NumObs, wanted->ofNone);
 
     VectorXd idStorage, valueStorage, cellStorage;
     const double* const ids = detail::CompactIds(detail::GroupCells(*this), NumObs, idStorage);
@@ -85,10 +85,12 @@ VectorXd Dataset::CalculateGroupStats(const std::string& variable, const std::st
     const double* const values = sample.Select(Data.col(column).data(), valueStorage);
     const Table table = ComputeByGroup(sample.Order(), sample.Order().Spread(values, cellStorage), *wanted);
 
+    VectorXd result(NumObs);
     const auto groups = static_cast<double>(table.values.size());
     for (Index row = 0; row < NumObs; ++row) {
         const double group = ids[row] - table.lowest;
-        if (group >= 0.0 && group < groups) result[row] = table.values[static_cast<Index>(group)];  // not if NaN
+        const bool isInTable = group >= 0.0 && group < groups;  // not if NaN
+        result[row] = isInTable ? table.values[static_cast<Index>(group)] : wanted->ofNone;
     }
     return result;
 }

@@ -8,6 +8,8 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
+#include <vector>
 
 namespace quarn {
 namespace {
@@ -28,42 +30,45 @@ const double* AsIntegers(const double* cells, Index n, VectorXd& storage) {
     return storage.data();
 }
 
-/// to(p) = combine(from(p), from at the place of p's group whose time is lag periods before that of p, or NaN if there is
-/// none). With a lag of 0 each place finds itself. Of several places of one time, which observations without a time or
-/// group can have, the last one is found. from and to differ.
+/// cells(p) = combine(cells(p), cell of p's group whose time is lag periods before that of p, or NaN if there is none).
+/// With a lag of 0 each place finds itself. Of several places of one time, which observations without a time or group can
+/// have, the last one is found.
 template <class Combine>
-void CombineWithLag(const PanelOrder& order, int lag, const double* from, double* to, Combine combine) {
+void CombineWithLag(const PanelOrder& order, int lag, VectorXd& cells, Combine combine) {
     const double* const times = order.Times();
-    for (Index group = 0; group < order.Groups(); ++group) {
-        const Index first = order.Starts()[static_cast<std::size_t>(group)];
-        const Index end = order.Starts()[static_cast<std::size_t>(group) + 1];
+    std::vector<double> own;  // the cells of a group before they are overwritten
+    for (std::size_t group = 0; group + 1 < order.Starts().size(); ++group) {
+        const Index first = order.Starts()[group], n = order.Starts()[group + 1] - first;
+        double* const cell = cells.data() + first;
+        own.assign(cell, cell + n);
         if (lag == 0) {
-            for (Index p = first; p < end; ++p) to[p] = combine(from[p], from[p]);
+            for (Index p = 0; p < n; ++p) cell[p] = combine(cell[p], cell[p]);
         } else if (times == nullptr) {
-            const Index some = std::min(first + std::max(Index{lag}, Index{0}), end);
-            const Index none = std::max(end + std::min(Index{lag}, Index{0}), some);
-            for (Index p = first; p < some; ++p) to[p] = NaN;
-            for (Index p = some; p < none; ++p) to[p] = combine(from[p], from[p - lag]);
-            for (Index p = none; p < end; ++p) to[p] = NaN;
+            const Index begin = std::min(std::max(Index{lag}, Index{0}), n);
+            const Index end = std::max(std::min(n, n + lag), begin);
+            std::fill(cell, cell + begin, NaN);
+            for (Index p = begin; p < end; ++p) cell[p] = combine(cell[p], own[static_cast<std::size_t>(p - lag)]);
+            std::fill(cell + end, cell + n, NaN);
         } else {
             // Times ascend, and with them those looked for: the candidate, the last place that is not too late, moves
             // forward only. Whole numbers: the comparisons are exact.
-            Index candidate = first - 1;
-            for (Index p = first; p < end; ++p) {
-                const double wanted = times[p] - lag;
-                while (candidate + 1 < end && times[candidate + 1] <= wanted) ++candidate;
-                const bool found = candidate >= first && times[candidate] == wanted;
-                to[p] = combine(from[p], found ? from[candidate] : NaN);
+            const double* const time = times + first;
+            Index candidate = -1;
+            for (Index p = 0; p < n; ++p) {
+                const double wanted = time[p] - lag;
+                while (candidate + 1 < n && time[candidate + 1] <= wanted) ++candidate;
+                const bool found = candidate >= 0 && time[candidate] == wanted;
+                cell[p] = combine(cell[p], found ? own[static_cast<std::size_t>(candidate)] : NaN);
             }
         }
     }
 }
 
-/// The variable by places, worked on there, by rows again.
+/// The variable by places, worked on there in place, by rows again.
 template <class Work>
-VectorXd WorkByDate(const Dataset& dataset, const double* variable, Work work) {
+VectorXd WorkByDate(const Dataset& dataset, const std::string& variable, Work work) {
     const Index n = dataset.NumObs;
-    VectorXd groups, allTimes, times, values;
+    VectorXd groups, allTimes, times, cells;
     const double* const time = AsIntegers(detail::TimeCells(dataset, allTimes), n, times);
     const double* group = nullptr;
     if (dataset.DatasetType == detail::PanelType) {
@@ -73,7 +78,10 @@ VectorXd WorkByDate(const Dataset& dataset, const double* variable, Work work) {
         group = groups.data();
     }
     const PanelOrder order(group, time, n);
-    return order.Collect(work(order, order.Spread(variable, values)));
+    const double* const values = dataset.Data.col(dataset.GetVariableIndex(variable)).data();
+    if (order.Spread(values, cells) == values) cells = VectorXd::Map(values, n);
+    work(order, cells);
+    return order.Collect(std::move(cells));
 }
 
 }  // namespace
@@ -81,11 +89,8 @@ VectorXd WorkByDate(const Dataset& dataset, const double* variable, Work work) {
 VectorXd Dataset::TakeLags(const std::string& variable, const std::string& datasetName, int lag, std::string& message) {
     message = detail::StartTimeFunction(*this, variable, datasetName, "lag");
     if (message != StatusTexts::OK) return {};
-    const double* const x = Data.col(GetVariableIndex(variable)).data();
-    return WorkByDate(*this, x, [lag](const PanelOrder& order, const double* values) {
-        VectorXd lags(order.Places());
-        CombineWithLag(order, lag, values, lags.data(), [](double, double earlier) { return earlier; });
-        return lags;
+    return WorkByDate(*this, variable, [lag](const PanelOrder& order, VectorXd& cells) {
+        CombineWithLag(order, lag, cells, [](double, double earlier) { return earlier; });
     });
 }
 
@@ -93,19 +98,15 @@ VectorXd Dataset::TakeDiffs(const std::string& variable, const std::string& data
                             std::string& message) {
     message = detail::StartTimeFunction(*this, variable, datasetName, "diff");
     if (message != StatusTexts::OK) return {};
-    const double* const x = Data.col(GetVariableIndex(variable)).data();
-    if (order < 1) return VectorXd::Map(x, NumObs);
-    return WorkByDate(*this, x, [order, lag](const PanelOrder& places, const double* values) {
-        VectorXd differences(places.Places()), next;
-        const auto subtract = [](double own, double earlier) { return own - earlier; };
-        CombineWithLag(places, lag, values, differences.data(), subtract);
-        // Differences that are all NaN, and the zeros of a lag of 0, stay what they are, however high the order.
-        for (int pass = 1; pass < order && lag != 0 && !differences.array().isNaN().all(); ++pass) {
-            next.resize(differences.size());
-            CombineWithLag(places, lag, differences.data(), next.data(), subtract);
-            differences.swap(next);
+    if (order < 1) return Data.col(GetVariableIndex(variable));
+    return WorkByDate(*this, variable, [order, lag](const PanelOrder& places, VectorXd& cells) {
+        // The zeros of a lag of 0, and cells that are all NaN, stay what they are, however high the order.
+        const int passes = lag == 0 ? 1 : order;
+        constexpr int BetweenLooks = 8;
+        for (int pass = 0; pass < passes; ++pass) {
+            if (pass % BetweenLooks == BetweenLooks - 1 && cells.array().isNaN().all()) break;
+            CombineWithLag(places, lag, cells, [](double own, double earlier) { return own - earlier; });
         }
-        return differences;
     });
 }
 

@@ -23,8 +23,8 @@ constexpr double LargestWhole = 2251799813685248.0;  // 2^51
 double CellLimit(Index n) { return std::min(4.0 * static_cast<double>(n) + 64.0, 2147483647.0); }
 
 struct Range {
-    double low = Infinity, high = -Infinity;  ///< of the finite cells
-    bool isWhole = true;                      ///< they are whole numbers of no more than LargestWhole
+    double low, high;
+    bool isWhole;  ///< all cells are whole numbers of no more than LargestWhole
 
     double Span() const { return high - low + 1.0; }
 };
@@ -33,25 +33,21 @@ struct Range {
 Range RangeOf(const double* x, Index n) {
     constexpr Index Lanes = 4;
     constexpr double Rounder = 3.0 * LargestWhole;  // adding and subtracting it rounds a cell to a whole number
-    Range lanes[Lanes];
-    bool fraction[Lanes] = {};
+    double low[Lanes], high[Lanes], fraction[Lanes] = {};
+    std::fill_n(low, Lanes, Infinity);
+    std::fill_n(high, Lanes, -Infinity);
     const auto take = [&](Index lane, double cell) {
-        Range& range = lanes[lane];
-        range.low = cell < range.low ? cell : range.low;
-        range.high = cell > range.high ? cell : range.high;
-        fraction[lane] |= cell - cell == 0.0 && (cell + Rounder) - Rounder != cell;
+        low[lane] = cell < low[lane] ? cell : low[lane];
+        high[lane] = cell > high[lane] ? cell : high[lane];
+        fraction[lane] += std::abs((cell + Rounder) - Rounder - cell);
     };
     Index i = 0;
     for (; i + Lanes <= n; i += Lanes)
         for (Index lane = 0; lane < Lanes; ++lane) take(lane, x[i + lane]);
     for (; i < n; ++i) take(0, x[i]);
-    Range all;
-    for (Index lane = 0; lane < Lanes; ++lane) {
-        all.low = std::min(all.low, lanes[lane].low);
-        all.high = std::max(all.high, lanes[lane].high);
-        all.isWhole &= !fraction[lane];
-    }
-    all.isWhole &= all.low >= -LargestWhole && all.high <= LargestWhole;  // also not infinite
+    Range all{*std::min_element(low, low + Lanes), *std::max_element(high, high + Lanes), false};
+    const double fractions = (fraction[0] + fraction[1]) + (fraction[2] + fraction[3]);  // NaN if a cell is not finite
+    all.isWhole = fractions == 0.0 && all.low >= -LargestWhole && all.high <= LargestWhole;
     return all;
 }
 
@@ -100,6 +96,7 @@ bool AnyTwice(const std::vector<int>& places, Index count) {
 
 PanelOrder::PanelOrder(const double* group, const double* time, Index n) : m_group(group), m_time(time), m_n(n) {
     if (FindInOrder()) return;
+    m_group = CompactIds(group, n, m_ranks);
     if (BuildGrid()) {
         m_way = Way::Grid;
     } else {
@@ -217,11 +214,11 @@ const double* CompactIds(const double* ids, Index n, VectorXd& storage) {
     if (range.isWhole && range.Span() <= CellLimit(n)) return ids;
     const VectorXi order = OrderOf(std::vector{ids}, n);
     storage.resize(n);
-    double rank = 0.0;
-    for (Index i = 0; i < n; ++i) {
-        const double id = ids[order[i]];
-        if (i > 0 && id != ids[order[i - 1]]) rank += 1.0;
-        storage[order[i]] = std::isfinite(id) ? rank : NaN;
+    double rank = 0.0, previous = NaN;
+    for (const int row : order) {
+        const double id = ids[row];
+        if (id != std::exchange(previous, id)) rank += 1.0;
+        storage[row] = std::isfinite(id) ? rank : NaN;
     }
     return storage.data();
 }

@@ -28,7 +28,7 @@ class PanelOrder {
     const std::vector<int>& Starts() const { return m_starts; }
     /// The time of each place; null on a grid, where place p + 1 is one period after place p.
     const double* Times() const;
-    /// Value of the group column for the group with this number.
+    /// Value of the group column for the group with this number, if these are CompactIds.
     double GroupId(Eigen::Index group) const;
 
     /// A column by places: the column itself if it is in order, else storage. Places without a row get NaN.
@@ -48,6 +48,7 @@ class PanelOrder {
     double m_lowestGroup = 0.0;  // of a grid
     std::vector<int> m_starts;
     std::vector<int> m_placeOfRow;  // on a grid
+    VectorXd m_ranks;               // for group, where ids are not close together
     VectorXi m_rowAtPlace;          // if sorted
     VectorXd m_times;               // if sorted
 

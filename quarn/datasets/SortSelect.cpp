@@ -32,36 +32,42 @@ VectorXd SortableValues(const Dataset& dataset, const StringVar& variable) {
     return SortOrderToInt(variable.Values).cast<double>();
 }
 
-/// Replaces the table, and cuts what lies beside it down to the listed old rows, in their order. All memory is allocated
-/// before the first change, so that numbers and texts stay one observation. Requires: rows lists no row twice.
-template <class Rows>
-void ReplaceTable(Dataset& dataset, MatrixXd& table, const Rows& rows) {
-    struct Parts {
+/// What lies beside the table, cut down to some of its rows. The constructor allocates all memory, so that nothing can
+/// fail between the change of the table and that of its texts.
+class StringSelection {
+ public:
+    StringSelection(const Dataset& dataset, Index rows) {
+        for (const auto& [column, variable] : dataset.StringVars) {
+            Part& part = m_parts.emplace_back();
+            part.values.resize(static_cast<std::size_t>(rows));
+            if (HasCodes(variable, dataset.NumObs)) part.codes.resize(rows);
+        }
+    }
+
+    /// Puts the parts in place of the variables. Requires: as many old rows as announced, none twice.
+    template <class Rows>
+    void Apply(Dataset& dataset, const Rows& rows) {
+        auto part = m_parts.begin();
+        for (auto& [column, variable] : dataset.StringVars) {
+            auto value = part->values.begin();
+            for (const int row : rows) *value++ = std::move(variable.Values[static_cast<std::size_t>(row)]);
+            variable.Values.swap(part->values);
+            if (part->codes.size() > 0) {
+                auto code = part->codes.begin();
+                for (const int row : rows) *code++ = variable.TimeIndex[row];
+            }
+            variable.TimeIndex.swap(part->codes);
+            ++part;
+        }
+    }
+
+ private:
+    struct Part {
         std::vector<std::string> values;
         VectorXi codes;
     };
-    std::vector<Parts> parts;
-    for (const auto& [column, variable] : dataset.StringVars) {
-        Parts& part = parts.emplace_back();
-        part.values.resize(static_cast<std::size_t>(table.rows()));
-        if (HasCodes(variable, dataset.NumObs)) part.codes.resize(table.rows());
-    }
-
-    auto part = parts.begin();
-    for (auto& [column, variable] : dataset.StringVars) {
-        auto value = part->values.begin();
-        for (const int row : rows) *value++ = std::move(variable.Values[static_cast<std::size_t>(row)]);
-        variable.Values.swap(part->values);
-        if (part->codes.size() > 0) {
-            auto code = part->codes.begin();
-            for (const int row : rows) *code++ = variable.TimeIndex[row];
-        }
-        variable.TimeIndex.swap(part->codes);
-        ++part;
-    }
-    dataset.Data.swap(table);
-    dataset.NumObs = static_cast<int>(dataset.Data.rows());
-}
+    std::vector<Part> m_parts;
+};
 
 }  // namespace
 
@@ -84,15 +90,17 @@ void Dataset::SortData(const wxArrayString& names) {
         for (const auto& [column, numbers] : replaced) Data.col(column) = numbers;
         return;
     }
-    MatrixXd sorted;
-    detail::ResizeUninitialised(sorted, NumObs, NumVars);
+    // Column by column through one that stays in the cache, not into a new table, whose memory the system would have to
+    // clear. Everything is allocated by now.
+    StringSelection strings(*this, NumObs);
+    VectorXd sorted(NumObs);
     for (int column = 0; column < NumVars; ++column) {
         const auto numbers = replaced.find(column);
         const double* const source = numbers != replaced.end() ? numbers->second.data() : Data.col(column).data();
-        double* target = sorted.col(column).data();
-        for (const int row : order) *target++ = source[row];
+        for (Index i = 0; i < sorted.size(); ++i) sorted[i] = source[order[i]];
+        Data.col(column) = sorted;
     }
-    ReplaceTable(*this, sorted, order);
+    strings.Apply(*this, order);
 }
 
 void Dataset::DropKeep(const VectorXi& mask, bool keep) {
@@ -110,7 +118,10 @@ void Dataset::DropKeep(const VectorXi& mask, bool keep) {
     detail::ResizeUninitialised(selected, static_cast<Index>(count), NumVars);
     for (int column = 0; column < NumVars; ++column)
         detail::CopyRows(rows, Data.col(column).data(), selected.col(column).data());
-    ReplaceTable(*this, selected, rows);
+    StringSelection strings(*this, selected.rows());
+    strings.Apply(*this, rows);
+    Data.swap(selected);
+    NumObs = static_cast<int>(Data.rows());
     MarkChanged();
 }
 
