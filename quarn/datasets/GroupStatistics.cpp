@@ -79,7 +79,8 @@ VectorXd Dataset::CalculateGroupStats(const std::string& variable, const std::st
     if (GetVariableIsString(GroupVariable)) return VectorXd::Constant(NumObs, wanted->ofNone);
 
     VectorXd idStorage, valueStorage, cellStorage;
-    const double* const ids = detail::CompactIds(detail::GroupCells(*this), NumObs, idStorage);
+    const detail::KeyColumn groupIds(detail::GroupCells(*this), NumObs);
+    const detail::KeyColumn ids = detail::CompactIds(groupIds, NumObs, idStorage);
     const int column = GetVariableIndex(variable);
     const detail::PanelSample sample(*this, {column}, ids);
     const double* const values = sample.Select(Data.col(column).data(), valueStorage);
@@ -88,7 +89,7 @@ VectorXd Dataset::CalculateGroupStats(const std::string& variable, const std::st
     VectorXd result(NumObs);
     const auto groups = static_cast<double>(table.values.size());
     for (Index row = 0; row < NumObs; ++row) {
-        const double group = ids[row] - table.lowest;
+        const double group = ids.cells[row] - table.lowest;
         const bool isInTable = group >= 0.0 && group < groups;  // not if NaN
         result[row] = isInTable ? table.values[static_cast<Index>(group)] : wanted->ofNone;
     }

@@ -14,20 +14,19 @@
 namespace quarn {
 namespace {
 
+using detail::KeyColumn;
 using detail::PanelOrder;
 using Eigen::Index;
 
 constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
 
 /// Group ids and times as double2int has them: the cells themselves if they are of type int, else storage.
-const double* AsIntegers(const double* cells, Index n, VectorXd& storage) {
-    constexpr double Rounder = 6755399441055744.0, Limit = 2147483647.0;  // Rounder: 1.5 * 2^52
-    bool allInt = true;
-    for (Index i = 0; i < n; ++i)
-        allInt &= (cells[i] + Rounder) - Rounder == cells[i] && cells[i] <= Limit && cells[i] >= -Limit;
-    if (allInt) return cells;
+KeyColumn AsIntegers(const double* cells, Index n, VectorXd& storage) {
+    constexpr int Limit = std::numeric_limits<int>::max();
+    const KeyColumn column(cells, n);
+    if (column.isWhole && column.low >= -Limit && column.high <= Limit) return column;
     storage = double2int(VectorXd::Map(cells, n)).cast<double>();
-    return storage.data();
+    return {storage.data(), n};
 }
 
 /// cells(p) = combine(cells(p), cell of p's group whose time is lag periods before that of p, or NaN if there is none).
@@ -69,14 +68,11 @@ template <class Work>
 VectorXd WorkByDate(const Dataset& dataset, const std::string& variable, Work work) {
     const Index n = dataset.NumObs;
     VectorXd groups, allTimes, times, cells;
-    const double* const time = AsIntegers(detail::TimeCells(dataset, allTimes), n, times);
-    const double* group = nullptr;
-    if (dataset.DatasetType == detail::PanelType) {
-        group = AsIntegers(detail::GroupCells(dataset), n, groups);
-    } else {
-        groups = VectorXd::Zero(n);
-        group = groups.data();
-    }
+    const KeyColumn time = AsIntegers(detail::TimeCells(dataset, allTimes), n, times);
+    if (dataset.DatasetType != detail::PanelType) groups = VectorXd::Zero(n);
+    const KeyColumn group = dataset.DatasetType == detail::PanelType
+                                ? AsIntegers(detail::GroupCells(dataset), n, groups)
+                                : KeyColumn(groups.data(), n);
     const PanelOrder order(group, time, n);
     const double* const values = dataset.Data.col(dataset.GetVariableIndex(variable)).data();
     if (order.Spread(values, cells) == values) cells = VectorXd::Map(values, n);

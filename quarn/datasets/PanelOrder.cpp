@@ -22,39 +22,10 @@ constexpr double LargestWhole = 2251799813685248.0;  // 2^51
 /// A table with so many cells for each row still costs less than a sort.
 double CellLimit(Index n) { return std::min(4.0 * static_cast<double>(n) + 64.0, 2147483647.0); }
 
-struct Range {
-    double low, high;
-    bool isWhole;  ///< all cells are whole numbers of no more than LargestWhole
-
-    double Span() const { return high - low + 1.0; }
-};
-
-/// Four lanes, for a minimum has to wait for the one before it.
-Range RangeOf(const double* x, Index n) {
-    constexpr Index Lanes = 4;
-    constexpr double Rounder = 3.0 * LargestWhole;  // adding and subtracting it rounds a cell to a whole number
-    double low[Lanes], high[Lanes], fraction[Lanes] = {};
-    std::fill_n(low, Lanes, Infinity);
-    std::fill_n(high, Lanes, -Infinity);
-    const auto take = [&](Index lane, double cell) {
-        low[lane] = cell < low[lane] ? cell : low[lane];
-        high[lane] = cell > high[lane] ? cell : high[lane];
-        fraction[lane] += std::abs((cell + Rounder) - Rounder - cell);
-    };
-    Index i = 0;
-    for (; i + Lanes <= n; i += Lanes)
-        for (Index lane = 0; lane < Lanes; ++lane) take(lane, x[i + lane]);
-    for (; i < n; ++i) take(0, x[i]);
-    Range all{*std::min_element(low, low + Lanes), *std::max_element(high, high + Lanes), false};
-    const double fractions = (fraction[0] + fraction[1]) + (fraction[2] + fraction[3]);  // NaN if a cell is not finite
-    all.isWhole = fractions == 0.0 && all.low >= -LargestWhole && all.high <= LargestWhole;
-    return all;
-}
-
 /// The period of each row within the span of its group's times: the first place of each group, and the time there.
 /// False if that takes more places than allowed.
-bool CutSpans(const double* group, const double* time, Index n, const Range& groups, const Range& times,
-              std::vector<int>& starts, std::vector<Index>& firstTimes) {
+bool CutSpans(const KeyColumn& groups, const KeyColumn& times, Index n, std::vector<int>& starts,
+              std::vector<Index>& firstTimes) {
     const auto count = static_cast<std::size_t>(groups.Span());
     starts.assign(count + 1, 0);
     firstTimes.assign(count, 0);
@@ -66,8 +37,8 @@ bool CutSpans(const double* group, const double* time, Index n, const Range& gro
     std::vector<Index> lastTimes(count, -1);
     std::fill(firstTimes.begin(), firstTimes.end(), std::numeric_limits<Index>::max());
     for (Index i = 0; i < n; ++i) {
-        const auto k = static_cast<std::size_t>(group[i] - groups.low);
-        const auto t = static_cast<Index>(time[i] - times.low);
+        const auto k = static_cast<std::size_t>(groups.cells[i] - groups.low);
+        const auto t = static_cast<Index>(times.cells[i] - times.low);
         firstTimes[k] = std::min(firstTimes[k], t);
         lastTimes[k] = std::max(lastTimes[k], t);
     }
@@ -80,21 +51,49 @@ bool CutSpans(const double* group, const double* time, Index n, const Range& gro
     return true;
 }
 
-bool AnyTwice(const std::vector<int>& places, Index count) {
-    std::vector<std::uint64_t> taken(static_cast<std::size_t>(count) / 64 + 1, 0);
-    std::uint64_t twice = 0;
-    for (const int place : places) {
-        std::uint64_t& word = taken[static_cast<std::size_t>(place) / 64];
-        const std::uint64_t bit = std::uint64_t{1} << (place % 64);
-        twice |= word & bit;
-        word |= bit;
-    }
-    return twice != 0;
-}
-
 }  // namespace
 
-PanelOrder::PanelOrder(const double* group, const double* time, Index n) : m_group(group), m_time(time), m_n(n) {
+/// Four lanes, for a minimum has to wait for the one before it.
+KeyColumn::KeyColumn(const double* column, Index n) : cells(column) {
+    constexpr Index Lanes = 4;
+    constexpr double Rounder = 3.0 * LargestWhole;  // adding and subtracting it rounds a cell to a whole number
+    double lows[Lanes], highs[Lanes], fractions[Lanes] = {};
+    std::fill_n(lows, Lanes, Infinity);
+    std::fill_n(highs, Lanes, -Infinity);
+    const auto take = [&](Index lane, double cell) {
+        lows[lane] = cell < lows[lane] ? cell : lows[lane];
+        highs[lane] = cell > highs[lane] ? cell : highs[lane];
+        fractions[lane] += std::abs((cell + Rounder) - Rounder - cell);
+    };
+    Index i = 0;
+    for (; i + Lanes <= n; i += Lanes)
+        for (Index lane = 0; lane < Lanes; ++lane) take(lane, column[i + lane]);
+    for (; i < n; ++i) take(0, column[i]);
+    low = *std::min_element(lows, lows + Lanes);
+    high = *std::max_element(highs, highs + Lanes);
+    const double sum = (fractions[0] + fractions[1]) + (fractions[2] + fractions[3]);  // NaN if a cell is not finite
+    isWhole = sum == 0.0 && low >= -LargestWhole && high <= LargestWhole;
+}
+
+KeyColumn CompactIds(const KeyColumn& ids, Index n, VectorXd& storage) {
+    if (ids.isCompact) return ids;
+    KeyColumn compact = ids;
+    compact.isCompact = true;
+    if (ids.isWhole && ids.Span() <= CellLimit(n)) return compact;
+    const VectorXi order = OrderOf(std::vector{ids.cells}, n);
+    storage.resize(n);
+    double rank = 0.0, previous = NaN;
+    for (const int row : order) {
+        const double id = ids.cells[row];
+        if (id != std::exchange(previous, id)) rank += 1.0;
+        storage[row] = std::isfinite(id) ? rank : NaN;
+    }
+    compact = KeyColumn(storage.data(), n);
+    compact.isCompact = true;
+    return compact;
+}
+
+PanelOrder::PanelOrder(const KeyColumn& group, const KeyColumn& time, Index n) : m_group(group), m_time(time), m_n(n) {
     if (FindInOrder()) return;
     m_group = CompactIds(group, n, m_ranks);
     if (BuildGrid()) {
@@ -106,11 +105,12 @@ PanelOrder::PanelOrder(const double* group, const double* time, Index n) : m_gro
 }
 
 bool PanelOrder::FindInOrder() {
+    const double *const group = m_group.cells, *const time = m_time.cells;
     m_starts.assign(1, 0);
     for (Index i = 1; i < m_n; ++i) {
-        if (m_group[i - 1] == m_group[i]) {
-            if (!(m_time[i - 1] < m_time[i])) return false;
-        } else if (m_group[i - 1] < m_group[i]) {
+        if (group[i - 1] == group[i]) {
+            if (!(time[i - 1] < time[i])) return false;
+        } else if (group[i - 1] < group[i]) {
             m_starts.push_back(static_cast<int>(i));
         } else {
             return false;
@@ -121,32 +121,35 @@ bool PanelOrder::FindInOrder() {
 }
 
 bool PanelOrder::BuildGrid() {
-    const Range groups = RangeOf(m_group, m_n), times = RangeOf(m_time, m_n);
-    if (!groups.isWhole || !times.isWhole || groups.Span() > CellLimit(m_n)) return false;
     std::vector<Index> firstTimes;
-    if (!CutSpans(m_group, m_time, m_n, groups, times, m_starts, firstTimes)) return false;
+    if (!m_time.isWhole || !CutSpans(m_group, m_time, m_n, m_starts, firstTimes)) return false;
 
     // One table for both: place = shift of the group + time.
     for (std::size_t k = 0; k < firstTimes.size(); ++k) firstTimes[k] = m_starts[k] - firstTimes[k];
     const std::vector<Index>& shift = firstTimes;
+    std::vector<std::uint64_t> taken(static_cast<std::size_t>(Places()) / 64 + 1, 0);  // a bit for each place
+    std::uint64_t twice = 0;
     m_placeOfRow.resize(static_cast<std::size_t>(m_n));
     for (Index i = 0; i < m_n; ++i) {
-        const auto k = static_cast<std::size_t>(m_group[i] - groups.low);
-        m_placeOfRow[static_cast<std::size_t>(i)] =
-            static_cast<int>(shift[k] + static_cast<Index>(m_time[i] - times.low));
+        const auto group = static_cast<std::size_t>(m_group.cells[i] - m_group.low);
+        const Index place = shift[group] + static_cast<Index>(m_time.cells[i] - m_time.low);
+        m_placeOfRow[static_cast<std::size_t>(i)] = static_cast<int>(place);
+        std::uint64_t& word = taken[static_cast<std::size_t>(place) / 64];
+        const std::uint64_t bit = std::uint64_t{1} << (place % 64);
+        twice |= word & bit;
+        word |= bit;
     }
-    m_lowestGroup = groups.low;
-    return !AnyTwice(m_placeOfRow, Places());
+    return twice == 0;
 }
 
 void PanelOrder::Sort() {
     m_placeOfRow.clear();
-    m_rowAtPlace = OrderOf(std::vector{m_group, m_time}, m_n);
+    m_rowAtPlace = OrderOf(std::vector{m_group.cells, m_time.cells}, m_n);
     m_times.resize(m_n);
     m_starts.clear();
     for (Index place = 0; place < m_n; ++place) {
-        m_times[place] = m_time[m_rowAtPlace[place]];
-        if (place == 0 || m_group[m_rowAtPlace[place]] != m_group[m_rowAtPlace[place - 1]])
+        m_times[place] = m_time.cells[m_rowAtPlace[place]];
+        if (place == 0 || m_group.cells[m_rowAtPlace[place]] != m_group.cells[m_rowAtPlace[place - 1]])
             m_starts.push_back(static_cast<int>(place));
     }
     m_starts.push_back(static_cast<int>(m_n));
@@ -154,13 +157,13 @@ void PanelOrder::Sort() {
 
 const double* PanelOrder::Times() const {
     if (m_way == Way::Grid) return nullptr;
-    return m_way == Way::InOrder ? m_time : m_times.data();
+    return m_way == Way::InOrder ? m_time.cells : m_times.data();
 }
 
 double PanelOrder::GroupId(Index group) const {
-    if (m_way == Way::Grid) return m_lowestGroup + static_cast<double>(group);
+    if (m_way == Way::Grid) return m_group.low + static_cast<double>(group);
     const int place = m_starts[static_cast<std::size_t>(group)];
-    return m_group[m_way == Way::InOrder ? place : m_rowAtPlace[place]];
+    return m_group.cells[m_way == Way::InOrder ? place : m_rowAtPlace[place]];
 }
 
 const double* PanelOrder::Spread(const double* column, VectorXd& storage) const {
@@ -207,20 +210,6 @@ std::vector<int> PanelOrder::Rows(std::vector<int>& starts) const {
     starts.back() = static_cast<int>(count);
     rows.resize(count);
     return rows;
-}
-
-const double* CompactIds(const double* ids, Index n, VectorXd& storage) {
-    const Range range = RangeOf(ids, n);
-    if (range.isWhole && range.Span() <= CellLimit(n)) return ids;
-    const VectorXi order = OrderOf(std::vector{ids}, n);
-    storage.resize(n);
-    double rank = 0.0, previous = NaN;
-    for (const int row : order) {
-        const double id = ids[row];
-        if (id != std::exchange(previous, id)) rank += 1.0;
-        storage[row] = std::isfinite(id) ? rank : NaN;
-    }
-    return storage.data();
 }
 
 }  // namespace quarn::detail

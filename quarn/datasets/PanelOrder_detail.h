@@ -6,6 +6,21 @@
 
 namespace quarn::detail {
 
+/// A column of group ids or times, and what is known of its cells: of these, or of more cells from which they were taken.
+struct KeyColumn {
+    const double* cells;
+    double low, high;
+    bool isWhole;            ///< all cells are whole numbers, and no larger than 2^51
+    bool isCompact = false;  ///< made by CompactIds
+
+    KeyColumn(const double* column, Eigen::Index n);
+    double Span() const { return high - low + 1.0; }
+};
+
+/// Group ids as whole numbers that lie close together and have the order of the ids; not finite where the id is not.
+/// Returns the ids themselves if they are such numbers, else storage. Cost: that of OrderOf at the most.
+KeyColumn CompactIds(const KeyColumn& ids, Eigen::Index n, VectorXd& storage);
+
 /// Rows of a panel in the order of group, then time. The order consists of places; those of one group follow each other,
 /// and groups ascend. It is found in one of three ways:
 ///
@@ -17,9 +32,9 @@ namespace quarn::detail {
 /// Values are spread over the places, worked on there, group by group and by ascending time, and collected.
 class PanelOrder {
  public:
-    /// group and time: n finite cells each, which must outlive the object. Requires: n < 2^31. Cost: two passes where
-    /// the rows are in order; five where they fit a grid; otherwise that of OrderOf.
-    PanelOrder(const double* group, const double* time, Eigen::Index n);
+    /// group and time: n finite cells each, which must outlive the object. Requires: n < 2^31. Cost: one pass where the
+    /// rows are in order; two where they fit a grid; otherwise that of OrderOf.
+    PanelOrder(const KeyColumn& group, const KeyColumn& time, Eigen::Index n);
 
     bool IsInOrder() const { return m_way == Way::InOrder; }
     Eigen::Index Places() const { return m_starts.back(); }
@@ -41,8 +56,7 @@ class PanelOrder {
  private:
     enum class Way { InOrder, Grid, Sorted };
 
-    const double* m_group;
-    const double* m_time;
+    KeyColumn m_group, m_time;
     Eigen::Index m_n;
     Way m_way = Way::InOrder;
     double m_lowestGroup = 0.0;  // of a grid
@@ -56,9 +70,5 @@ class PanelOrder {
     bool BuildGrid();
     void Sort();
 };
-
-/// Group ids as whole numbers that lie close together and have the order of the ids; not finite where the id is not.
-/// Returns the ids themselves if they are such numbers, else storage. Cost: that of OrderOf at the most.
-const double* CompactIds(const double* ids, Eigen::Index n, VectorXd& storage);
 
 }  // namespace quarn::detail

@@ -4,10 +4,13 @@
 namespace quarn::detail {
 namespace {
 
-std::vector<const double*> TestedColumns(const Dataset& dataset, const std::vector<int>& columns, const double* group,
-                                         const double* time) {
-    std::vector<const double*> tested = {group, time};
+/// Keys that are whole numbers are finite.
+std::vector<const double*> TestedColumns(const Dataset& dataset, const std::vector<int>& columns,
+                                         const KeyColumn& group, const KeyColumn& time) {
+    std::vector<const double*> tested;
     for (const int column : columns) tested.push_back(dataset.Data.col(column).data());
+    for (const KeyColumn* const key : {&group, &time})
+        if (!key->isWhole) tested.push_back(key->cells);
     return tested;
 }
 
@@ -24,13 +27,19 @@ const double* GroupCells(const Dataset& dataset) {
     return dataset.Data.col(dataset.GetVariableIndex(dataset.GroupVariable)).data();
 }
 
-PanelSample::PanelSample(const Dataset& dataset, const std::vector<int>& columns, const double* group)
+PanelSample::PanelSample(const Dataset& dataset, const std::vector<int>& columns)
+    : PanelSample(dataset, columns, KeyColumn(GroupCells(dataset), dataset.NumObs)) {}
+
+PanelSample::PanelSample(const Dataset& dataset, const std::vector<int>& columns, const KeyColumn& group)
     : m_observations(dataset.NumObs),
-      m_group(group == nullptr ? GroupCells(dataset) : group),
-      m_time(TimeCells(dataset, m_allTimes)),
+      m_group(group),
+      m_time(TimeCells(dataset, m_allTimes), dataset.NumObs),
       m_rows(dataset.NumObs, TestedColumns(dataset, columns, m_group, m_time)) {
-    m_group = Select(m_group, m_groupCells);
-    m_time = Select(m_time, m_timeCells);
+    m_group.cells = Select(m_group.cells, m_groupCells);
+    m_time.cells = Select(m_time.cells, m_timeCells);
+    // A cell that is not finite, or a fraction, may have been in a row that was left out.
+    if (!m_group.isWhole && !m_group.isCompact) m_group = KeyColumn(m_group.cells, Count());
+    if (!m_time.isWhole) m_time = KeyColumn(m_time.cells, Count());
     m_order.emplace(m_group, m_time, Count());
 }
 

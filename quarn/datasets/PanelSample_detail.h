@@ -18,17 +18,18 @@ const double* GroupCells(const Dataset& dataset);
 /// The observations of a panel that are finite in group, time and some variables, and their order by group and time.
 class PanelSample {
  public:
-    /// group: the group ids by observation, if they are not to be read from the dataset. The dataset, and group, must
-    /// outlive the object. Requires: RefreshDeclaration returned "OK". Cost: that of PanelOrder and a pass over the
+    /// group: the group ids by observation, if they are not those of the dataset. The dataset, and group, must outlive
+    /// the object. Requires: RefreshDeclaration returned "OK". Cost: that of PanelOrder and a pass over the
     /// variables.
-    PanelSample(const Dataset& dataset, const std::vector<int>& columns, const double* group = nullptr);
+    PanelSample(const Dataset& dataset, const std::vector<int>& columns, const KeyColumn& group);
+    PanelSample(const Dataset& dataset, const std::vector<int>& columns);
     PanelSample(const PanelSample&) = delete;
     PanelSample& operator=(const PanelSample&) = delete;
 
     Eigen::Index Count() const { return m_rows.Count(); }
     /// The observation at row i of the sample.
     int Row(int i) const { return m_rows.Rows()[static_cast<std::size_t>(i)]; }
-    const double* Time() const { return m_time; }         ///< by rows of the sample
+    const double* Time() const { return m_time.cells; }   ///< by rows of the sample
     const PanelOrder& Order() const { return *m_order; }  ///< of the rows of the sample
 
     /// A column of the dataset by rows of the sample: the column itself if no observation is missing, else storage.
@@ -37,8 +38,7 @@ class PanelSample {
  private:
     Eigen::Index m_observations;
     VectorXd m_allTimes, m_groupCells, m_timeCells;
-    const double* m_group;
-    const double* m_time;
+    KeyColumn m_group, m_time;
     CompleteRows m_rows;
     std::optional<PanelOrder> m_order;
 };

@@ -48,7 +48,11 @@ double StatisticByHand(const Dataset& dataset, Index row, const std::string& sta
 TEST(GroupStatistics, AreThoseOfTheCompleteRowsOfTheGroup) {
     std::mt19937_64 engine(81);
     for (int round = 0; round < 300; ++round) {
-        Dataset dataset = quarn::testing::RandomPanel(quarn::testing::RandomKind(engine), int(engine() % 9), engine);
+        const bool isSparse = round % 25 == 0;  // many groups, hardly a value
+        const int groups = isSparse ? 200 : static_cast<int>(engine() % 9);
+        Dataset dataset = quarn::testing::RandomPanel(quarn::testing::RandomKind(engine), groups, engine);
+        for (Index i = 0; isSparse && i < dataset.NumObs; ++i)
+            if (i % 97 != 0) dataset.Data(i, quarn::testing::XColumn) = NaN;
         dataset.TransformedSinceDeclaration = dataset.TimeVariable == "text" && round % 2 == 0 &&
                                               dataset.Data.col(quarn::testing::GroupColumn).allFinite();
         const MatrixXd before = dataset.Data;

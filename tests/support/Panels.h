@@ -41,7 +41,7 @@ inline Dataset RandomPanel(const PanelKind& kind, int groups, std::mt19937_64& e
     const double timeStep = kind.hasSparseTimes && !kind.hasTextTimes ? 3000.0 : (kind.hasFractions ? 0.5 : 1.0);
     std::vector<std::pair<double, double>> keys;
     for (int g = 0; g < groups; ++g) {
-        const int start = static_cast<int>(engine() % 7) + (kind.isStaggered ? 100 * g : 0),
+        const int start = static_cast<int>(engine() % 7) + (kind.isStaggered ? 100 * (g % 9) : 0),
                   end = start + static_cast<int>(engine() % 9);
         for (int t = start; t < end; ++t)
             for (std::size_t copies = engine() % 5 == 0 ? 0 : (kind.hasFractions ? 1 + engine() % 2 : 1); copies > 0;
