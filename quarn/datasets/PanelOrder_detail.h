@@ -35,6 +35,8 @@ class PanelOrder {
     /// group and time: n finite cells each, which must outlive the object. Requires: n < 2^31. Cost: one pass where the
     /// rows are in order; two where they fit a grid; otherwise that of OrderOf.
     PanelOrder(const KeyColumn& group, const KeyColumn& time, Eigen::Index n);
+    PanelOrder(const double* group, const double* time, Eigen::Index n)
+        : PanelOrder(KeyColumn(group, n), KeyColumn(time, n), n) {}
 
     bool IsInOrder() const { return m_way == Way::InOrder; }
     Eigen::Index Places() const { return m_starts.back(); }
