@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <random>
 #include <string>
 #include <utility>
@@ -105,5 +106,111 @@ void PrepareTimeSeries(benchmark::State& state, bool hasGaps) {
 }
 BENCHMARK_CAPTURE(PrepareTimeSeries, , false)->Name("prepare_time_series/complete")->Apply(Sizes);
 BENCHMARK_CAPTURE(PrepareTimeSeries, , true)->Name("prepare_time_series/imputed")->Apply(Sizes);
+
+// ---- What rests on a declared panel: groups of 50 periods ----
+
+/// Rows shuffled or in order; ids close together, or so far apart that they have to be sorted.
+struct PanelShape {
+    bool isSorted = false;
+    bool hasSparseIds = false;
+};
+
+Dataset Panel(Index rows, const PanelShape& shape) {
+    Dataset dataset = Table(rows, 50);
+    if (shape.hasSparseIds) dataset.Data.col(1) *= 100003.0;
+    wxArrayString keys;
+    for (const char* name : {"group", "period"}) keys.Add(name);
+    if (shape.isSorted) dataset.SortData(keys);
+    if (dataset.SetPanelData("period", "group", "index") != "OK") std::abort();
+    return dataset;
+}
+
+void PanelSizes(benchmark::internal::Benchmark* family) {
+    family->Arg(10000)->Arg(500000)->Arg(1000000)->Unit(benchmark::kMillisecond);
+}
+
+template <class Operation>
+void OnPanel(benchmark::State& state, const PanelShape& shape, Operation operation) {
+    Dataset dataset = Panel(state.range(0), shape);
+    for (auto _ : state) {
+        const quarn::VectorXd values = operation(dataset);
+        if (values.size() != dataset.NumObs) state.SkipWithError("refused");
+        benchmark::DoNotOptimize(values.data());
+    }
+    SetItems(state);
+}
+
+void Lag(benchmark::State& state, const PanelShape& shape) {
+    std::string message;
+    OnPanel(state, shape, [&](Dataset& dataset) { return dataset.TakeLags("x1", "", 1, message); });
+}
+BENCHMARK_CAPTURE(Lag, , {})->Name("lag/rows:shuffled")->Apply(PanelSizes);
+BENCHMARK_CAPTURE(Lag, , {true})->Name("lag/rows:sorted")->Apply(PanelSizes);
+BENCHMARK_CAPTURE(Lag, , {false, true})->Name("lag/rows:shuffled/ids:sparse")->Apply(PanelSizes);
+
+void SecondDifference(benchmark::State& state, const PanelShape& shape) {
+    std::string message;
+    OnPanel(state, shape, [&](Dataset& dataset) { return dataset.TakeDiffs("x1", "", 2, 1, message); });
+}
+BENCHMARK_CAPTURE(SecondDifference, , {})->Name("second_difference/rows:shuffled")->Apply(PanelSizes);
+BENCHMARK_CAPTURE(SecondDifference, , {true})->Name("second_difference/rows:sorted")->Apply(PanelSizes);
+
+void GroupStatistic(benchmark::State& state, const std::string& statistic, const PanelShape& shape) {
+    std::string message;
+    OnPanel(state, shape, [&](Dataset& dataset) { return dataset.CalculateGroupStats("x1", "", statistic, message); });
+}
+BENCHMARK_CAPTURE(GroupStatistic, , "groupmeans", {})->Name("group_mean/rows:shuffled")->Apply(PanelSizes);
+BENCHMARK_CAPTURE(GroupStatistic, , "groupmeans", {true})->Name("group_mean/rows:sorted")->Apply(PanelSizes);
+BENCHMARK_CAPTURE(GroupStatistic, , "groupmeans", {false, true})
+    ->Name("group_mean/rows:shuffled/ids:sparse")
+    ->Apply(PanelSizes);
+BENCHMARK_CAPTURE(GroupStatistic, , "groupmedians", {})->Name("group_median/rows:shuffled")->Apply(PanelSizes);
+BENCHMARK_CAPTURE(GroupStatistic, , "groupmedians", {true})->Name("group_median/rows:sorted")->Apply(PanelSizes);
+
+void PreparePanel(benchmark::State& state, bool isDynamic, const PanelShape& shape) {
+    Dataset dataset = Panel(state.range(0), shape);
+    std::vector<std::string> names = {"x1", "x2", "x3"};
+    const auto prepare = isDynamic ? &Dataset::Prepare_DynamicPanelData : &Dataset::Prepare_PanelData;
+    for (auto _ : state) {
+        MatrixXd X, ids;
+        quarn::VectorXd y;
+        quarn::MatrixXi structure;
+        if ((dataset.*prepare)(names, X, y, ids, structure, false) != "OK") state.SkipWithError("refused");
+        benchmark::DoNotOptimize(X.data());
+        benchmark::ClobberMemory();
+    }
+    SetItems(state);
+}
+BENCHMARK_CAPTURE(PreparePanel, , false, {})->Name("prepare_panel/static/rows:shuffled")->Apply(PanelSizes);
+BENCHMARK_CAPTURE(PreparePanel, , false, {true})->Name("prepare_panel/static/rows:sorted")->Apply(PanelSizes);
+BENCHMARK_CAPTURE(PreparePanel, , true, {})->Name("prepare_panel/dynamic/rows:shuffled")->Apply(PanelSizes);
+
+/// The operation changes a copy, which is made while the clock stands.
+template <class Operation>
+void OnCopy(benchmark::State& state, Operation operation) {
+    const Dataset dataset = Table(state.range(0), 50);
+    Dataset copy;
+    for (auto _ : state) {
+        state.PauseTiming();
+        copy = dataset;
+        state.ResumeTiming();
+        operation(copy);
+        benchmark::DoNotOptimize(copy.Data.data());
+    }
+    SetItems(state);
+}
+
+void SortRows(benchmark::State& state) {
+    wxArrayString keys;
+    for (const char* name : {"group", "period"}) keys.Add(name);
+    OnCopy(state, [&keys](Dataset& dataset) { dataset.SortData(keys); });
+}
+BENCHMARK(SortRows)->Name("sort_data/by:group_and_period")->Apply(PanelSizes);
+
+void FilterRows(benchmark::State& state) {
+    const VectorXi mask = (Table(state.range(0), 50).Data.col(3).array() > 0.0).cast<int>();
+    OnCopy(state, [&mask](Dataset& dataset) { dataset.DropKeep(mask, true); });
+}
+BENCHMARK(FilterRows)->Name("drop_keep/half")->Apply(PanelSizes);
 
 }  // namespace
