@@ -2,7 +2,6 @@
 #include <quarn/datasets/Declaration_detail.h>
 #include <quarn/datasets/StatusTexts.h>
 #include <quarn/datasets/TimeFormats.h>
-#include <quarn/numerics/MatrixHelpers.h>
 
 #include <utility>
 
@@ -131,12 +130,6 @@ VectorXd detail::TimeValues(const Dataset& dataset) {
     const int timeColumn = dataset.GetVariableIndex(dataset.TimeVariable);
     const StringVar* const text = TimeText(dataset, timeColumn);
     return text == nullptr ? VectorXd(dataset.Data.col(timeColumn)) : text->TimeIndex.cast<double>();
-}
-
-VectorXi detail::TimeIndex(const Dataset& dataset) {
-    const int timeColumn = dataset.GetVariableIndex(dataset.TimeVariable);
-    const StringVar* const text = TimeText(dataset, timeColumn);
-    return text == nullptr ? VectorXi(double2int(dataset.Data.col(timeColumn))) : text->TimeIndex;
 }
 
 }  // namespace quarn

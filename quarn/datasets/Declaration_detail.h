@@ -19,9 +19,7 @@ enum DatasetTypes : int { CrossSectionType = 0, TimeSeriesType = 1, PanelType = 
 std::string RefreshDeclaration(Dataset& dataset);
 
 /// The time index, one entry per observation: the time codes of a string variable, or the time variable's own values,
-/// of which NaN and infinities may be some; as integers (double2int) in the second form.
-/// Requires: RefreshDeclaration returned "OK". Not tested.
+/// of which NaN and infinities may be some. Requires: RefreshDeclaration returned "OK". Not tested.
 VectorXd TimeValues(const Dataset& dataset);
-VectorXi TimeIndex(const Dataset& dataset);
 
 }  // namespace quarn::detail

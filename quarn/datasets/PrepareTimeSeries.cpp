@@ -3,6 +3,7 @@
 #include <quarn/datasets/Declaration_detail.h>
 #include <quarn/datasets/Names_detail.h>
 #include <quarn/datasets/PanelOrder_detail.h>
+#include <quarn/datasets/PanelSample_detail.h>
 #include <quarn/datasets/StatusTexts.h>
 #include <quarn/numerics/Sorting.h>
 
@@ -32,7 +33,7 @@ std::string CheckTimeStructure(Dataset& dataset, std::vector<std::string>& names
 }
 
 /// Highest less lowest of the finite times; below any number of observations if there is none.
-double Range(const VectorXd& times) {
+double Range(const Eigen::Ref<const VectorXd>& times) {
     double lowest = std::numeric_limits<double>::infinity(), highest = -lowest;
     for (const double time : times) {
         if (!std::isfinite(time)) continue;
@@ -50,7 +51,7 @@ struct Timeline {
 };
 
 /// The order of the observations by time.
-std::vector<int> OrderByTime(const VectorXd& times) {
+std::vector<int> OrderByTime(const Eigen::Ref<const VectorXd>& times) {
     if (times.allFinite()) {
         const VectorXd oneGroup = VectorXd::Zero(times.size());
         std::vector<int> starts;
@@ -60,7 +61,7 @@ std::vector<int> OrderByTime(const VectorXd& times) {
     return {order.begin(), order.end()};
 }
 
-Timeline InOrder(const VectorXd& times) {
+Timeline InOrder(const Eigen::Ref<const VectorXd>& times) {
     Timeline line{OrderByTime(times), {}};
     line.Times.reserve(line.Rows.size());
     for (const int row : line.Rows) line.Times.push_back(times(row));
@@ -170,7 +171,8 @@ std::string Dataset::Prepare_TimeSeries(std::vector<std::string>& names, std::ve
     if (DatasetType != detail::TimeSeriesType) return StatusTexts::InternalTimeSeries;
     if (NumObs == 0) return StatusTexts::NoData;
 
-    const VectorXd times = detail::TimeValues(*this);
+    VectorXd codes;
+    const Eigen::Map<const VectorXd> times(detail::TimeCells(*this, codes), NumObs);
     const double range = Range(times);
     const bool hasGaps = static_cast<double>(NumObs) <= range;
     if (hasGaps && impute == 0) warnings.emplace_back(StatusTexts::GapsAreIgnored);
@@ -206,7 +208,8 @@ std::string Dataset::Prepare_TimeSeries2(std::vector<std::string>& names, std::v
     const Index kept = NumObs - maxLag + minLag;
     if (kept <= 0) return StatusTexts::NoData;
 
-    const std::vector<int> order = OrderByTime(detail::TimeValues(*this));
+    VectorXd codes;
+    const std::vector<int> order = OrderByTime(VectorXd::Map(detail::TimeCells(*this, codes), NumObs));
     const std::vector<int> rows(order.begin() + maxLag, order.begin() + maxLag + kept);
     detail::ResizeUninitialised(data, kept, CountColumns(lags));
     Index next = 0;

@@ -159,7 +159,7 @@ TEST(Declaration, OutlivesDeletedNeighboursAndLostCodesButNoNewName) {
     ASSERT_EQ(dataset.SetPanelData("q", "g", "yyyyqx"), "OK");
     dataset.DeleteVariable("t");  // q stands one column further left
     EXPECT_EQ(quarn::detail::RefreshDeclaration(dataset), "OK");
-    EXPECT_EQ(quarn::detail::TimeIndex(dataset), Eigen::Vector4i(2, 0, 1, 4));
+    EXPECT_EQ(quarn::detail::TimeValues(dataset), Eigen::Vector4d(2, 0, 1, 4));
 
     dataset.StringVars.at(3).TimeIndex.resize(0);  // as after loading
     EXPECT_FALSE(dataset.TransformedSinceDeclaration);
