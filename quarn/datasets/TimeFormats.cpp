@@ -209,7 +209,7 @@ bool AreEqual(double a, double b) {
 template <class Matrix>
 bool AdjacentRowsDiffer(const Matrix& x) {
     for (Index row = 0; row + 1 < x.rows(); ++row) {
-        if (x.cols() > 0 && x(row, 0) != x(row, 0)) return true;  // NaN
+        if (x.cols() > 0 && std::isnan(static_cast<double>(x(row, 0)))) return true;
         Index column = 0;
         while (column < x.cols() && AreEqual(x(row, column), x(row + 1, column))) ++column;
         if (column == x.cols()) return false;

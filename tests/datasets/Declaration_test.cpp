@@ -6,17 +6,11 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
-
 namespace {
 
-using Eigen::Index;
 using quarn::Dataset;
 using quarn::MatrixXd;
-using quarn::VectorXd;
-using quarn::VectorXi;
 using quarn::testing::SameCells;
-using Texts = std::vector<std::string>;
 
 const std::string NoVariable = "QuarnSystemVar_DefaultVarName";
 const std::string DuplicateTimes =
@@ -56,59 +50,51 @@ std::string Declared(const Dataset& dataset) {
     return text;
 }
 
+std::string Declare(Dataset& dataset, const std::string& time, const std::string& group, const std::string& format) {
+    return group.empty() ? dataset.SetTimeSeries(time, format) : dataset.SetPanelData(time, group, format);
+}
+
 TEST(Declaration, IsStoredAsAWholeOrNotAtAll) {
-    const auto isString = [](const std::string& function) {
-        return "The time variable passed as argument to \"" + function +
-               "\" is a string variable. Use the \"format\" option to indicate the format of the time variable.";
+    const auto wrong = [](const std::string& function, const std::string& rest) {
+        return "The time variable passed as argument to \"" + function + "\" is a " + rest +
+               " to indicate the format of the time variable.";
     };
-    const auto isNumerical = [](const std::string& function) {
-        return "The time variable passed as argument to \"" + function +
-               "\" is a numerical variable. Set the \"format\" option to \"index\" to indicate the format of the time "
-               "variable.";
-    };
+    const std::string isString = "string variable. Use the \"format\" option";
+    const std::string isNumber = "numerical variable. Set the \"format\" option to \"index\"";
     const struct {
-        std::string status, declared;  // nothing declared: as before
-        std::function<std::string(Dataset&)> declare;
+        std::string time, group, format, status, declared = "";  // nothing declared: as before
     } steps[] = {
-        {"OK", "1 q " + NoVariable + " yyyyqx q 2 0 1 4", [](Dataset& d) { return d.SetTimeSeries("q", "yyyyqx"); }},
-        {isString("set_ts"), "", [](Dataset& d) { return d.SetTimeSeries("m", "index"); }},
-        {isNumerical("set_ts"), "", [](Dataset& d) { return d.SetTimeSeries("t", "yyyyqx"); }},
-        {"noTimeVar", "", [](Dataset& d) { return d.SetTimeSeries("nothing", "index"); }},
-        {DuplicateTimes, "", [](Dataset& d) { return d.SetTimeSeries("m", "yyyymxx"); }},
-        {DuplicateTimes, "", [](Dataset& d) { return d.SetTimeSeries("g", "index"); }},
-        {"The time variable contains non-integer values.", "",
-         [](Dataset& d) { return d.SetTimeSeries("x", "index"); }},
-        {"Unknown time-series format.", "", [](Dataset& d) { return d.SetTimeSeries("q", "quarters"); }},
-        {"noTimeVar", "", [](Dataset& d) { return d.SetPanelData("nothing", "nobody", "index"); }},
-        {"noGroupVar", "", [](Dataset& d) { return d.SetPanelData("t", "nobody", "index"); }},
-        {isString("set_pd"), "", [](Dataset& d) { return d.SetPanelData("m", "g", "index"); }},
-        {isNumerical("set_pd"), "", [](Dataset& d) { return d.SetPanelData("t", "g", "none"); }},
-        {"The group-id variable contains non-integer values.", "",
-         [](Dataset& d) { return d.SetPanelData("t", "x", "index"); }},
-        {"The combinations of group and time variables contain duplicates.", "",
-         [](Dataset& d) { return d.SetPanelData("g", "g", "index"); }},
-        {"OK", "2 m g yyyymxx m 2 0 2 12", [](Dataset& d) { return d.SetPanelData("m", "g", "yyyymxx"); }},
-        {"OK", "2 q firm yyyyqx q 2 0 1 4", [](Dataset& d) { return d.SetPanelData("q", "firm", "yyyyqx"); }},
-        {"OK", "2 t g index", [](Dataset& d) { return d.SetPanelData("t", "g", "index"); }},
-        {"OK", "1 t " + NoVariable + " index", [](Dataset& d) { return d.SetTimeSeries("t", "index"); }},
-        {"OK", "1 q " + NoVariable + " yyyyqx q 2 0 1 4", [](Dataset& d) { return d.SetTimeSeries("q", "yyyyqx"); }},
-        {"", "0 " + NoVariable + " " + NoVariable + " none q 2 0 1 4",
-         [](Dataset& d) { return d.SetCrossSection(), ""; }},
+        {"q", "", "yyyyqx", "OK", "1 q " + NoVariable + " yyyyqx q 2 0 1 4"},
+        {"m", "", "index", wrong("set_ts", isString)},
+        {"t", "", "yyyyqx", wrong("set_ts", isNumber)},
+        {"nothing", "", "index", "noTimeVar"},
+        {"m", "", "yyyymxx", DuplicateTimes},
+        {"g", "", "index", DuplicateTimes},
+        {"x", "", "index", "The time variable contains non-integer values."},
+        {"q", "", "quarters", "Unknown time-series format."},
+        {"nothing", "nobody", "index", "noTimeVar"},
+        {"t", "nobody", "index", "noGroupVar"},
+        {"m", "g", "index", wrong("set_pd", isString)},
+        {"t", "g", "none", wrong("set_pd", isNumber)},
+        {"t", "x", "index", "The group-id variable contains non-integer values."},
+        {"g", "g", "index", "The combinations of group and time variables contain duplicates."},
+        {"m", "g", "yyyymxx", "OK", "2 m g yyyymxx m 2 0 2 12"},
+        {"q", "firm", "yyyyqx", "OK", "2 q firm yyyyqx q 2 0 1 4"},
+        {"t", "g", "index", "OK", "2 t g index"},
+        {"t", "", "index", "OK", "1 t " + NoVariable + " index"},
+        {"q", "", "yyyyqx", "OK", "1 q " + NoVariable + " yyyyqx q 2 0 1 4"},
     };
     for (const bool isStale : {false, true}) {
         Dataset dataset = Example();
         for (const auto& step : steps) {
+            dataset.TransformedSinceDeclaration = isStale;
             const std::string before = Declared(dataset);
-            if (isStale) dataset.TransformedSinceDeclaration = true;
-            EXPECT_EQ(step.declare(dataset), step.status);
-            const std::string expected = !step.declared.empty() ? step.declared : before;
-            if (isStale && step.declared.empty()) {
-                EXPECT_TRUE(dataset.TransformedSinceDeclaration);
-                dataset.TransformedSinceDeclaration = false;
-            }
-            EXPECT_EQ(Declared(dataset), expected);
+            EXPECT_EQ(Declare(dataset, step.time, step.group, step.format), step.status);
+            EXPECT_EQ(Declared(dataset), step.declared.empty() ? before : step.declared);
             EXPECT_TRUE(SameCells(dataset.Data, Example().Data));
         }
+        dataset.SetCrossSection();
+        EXPECT_EQ(Declared(dataset), "0 " + NoVariable + " " + NoVariable + " none q 2 0 1 4");
     }
 }
 
@@ -179,36 +165,30 @@ TEST(Declaration, OutlivesDeletedNeighboursAndLostCodesButNoNewName) {
 }
 
 TEST(Declaration, IsMadeAgainByCopyAndTakenOverByAssignment) {
-    const auto model = std::make_shared<quarn::Model>();
     for (const bool isPanel : {false, true}) {
         Dataset dataset = Example();
         dataset.SaveId = "dataset3";
-        dataset.AddAssociatedModel(model);
-        ASSERT_EQ(isPanel ? dataset.SetPanelData("m", "g", "yyyymxx") : dataset.SetTimeSeries("q", "yyyyqx"), "OK");
-        const std::string declared = Declared(dataset);
+        dataset.AddAssociatedModel(std::make_shared<quarn::Model>());
+        const std::string group = isPanel ? "g" : "";
+        ASSERT_EQ(Declare(dataset, "q", group, "yyyyqx"), "OK");
         const auto copy = dataset.Copy();
-        EXPECT_EQ(Declared(*copy), declared);
+        EXPECT_EQ(Declared(*copy), Declared(dataset));
         EXPECT_EQ(std::tuple(copy->Loaded, copy->SaveId, copy->Name, copy->VarNames, copy->NumObs, copy->NumVars),
                   std::tuple(true, "dataset3", dataset.Name, dataset.VarNames, 4, 7));
         EXPECT_TRUE(SameCells(copy->Data, dataset.Data));
         EXPECT_EQ(copy->AssociatedModels, dataset.AssociatedModels);
 
-        dataset.ChangeData(1, isPanel ? 5 : 4, isPanel ? std::string("2000m3") : std::string("2000q3"));
-        EXPECT_EQ(copy->StringVars.at(isPanel ? 5 : 4).Values[1], isPanel ? "2000m1" : "2000q1");  // its own
+        dataset.ChangeData(1, 4, std::string("2000q3"));
+        EXPECT_EQ(copy->StringVars.at(4).Values[1], "2000q1");  // its own
         const auto invalid = dataset.Copy();
-        EXPECT_EQ(std::tuple(invalid->DatasetType, invalid->TimeVariable, invalid->TimeFormat,
-                             invalid->TransformedSinceDeclaration),
-                  std::tuple(0, NoVariable, "none", true));
+        EXPECT_EQ(Declared(*invalid).substr(0, 1), "0");
+        EXPECT_TRUE(invalid->TransformedSinceDeclaration);
         Dataset assigned;
         assigned = dataset;
-        EXPECT_EQ(Declared(assigned), Declared(dataset));
         const Dataset& itself = assigned;
         assigned = itself;
         EXPECT_EQ(Declared(assigned), Declared(dataset));
         EXPECT_EQ(assigned.StringVars.at(4).Values, dataset.StringVars.at(4).Values);
-
-        dataset.TimeFormat = "none";
-        EXPECT_EQ(dataset.Copy()->DatasetType, 0);
     }
 }
 

@@ -196,33 +196,46 @@ TEST(PrepareTimeSeries, GivesWhatAWalkFromPeriodToPeriodGives) {
         EXPECT_GT(seen[outcome], 20) << outcome;
 }
 
-TEST(PrepareTimeSeries, SaysWhyItCannot) {
-    const Lags lags = {VectorXi::Zero(1), VectorXi::Ones(1)};
-    Dataset dataset = Series({1, 2, 4}, MatrixXd::Ones(3, 3), true);
-    EXPECT_EQ(Prepare(dataset, {"a", "quarter"}, lags, 0, 0).status,
-              "The list of selected variables contains variables with non-numeric data.");
-    // The gap is told before the lagged independent variable ends the call.
-    const Prepared lagged = Prepare(dataset, {"a", "b"}, lags, 1, 0);
-    EXPECT_EQ(lagged.status, InternalError);
-    EXPECT_EQ(lagged.warnings, Names{GapWarning});
-    EXPECT_EQ(Prepare(dataset, {"a", "b"}, lags, 0, 0).status, "OK");
-    EXPECT_TRUE(Prepare(dataset, {"a", "b"}, lags, 0, -1).warnings.empty());
-    EXPECT_EQ(Prepare(dataset, {"a", "b"}, lags, 0, -1).data.rows(), 3);
+std::string Prepare2(Dataset& dataset, Names names, Lags lags, MatrixXd& data) {
+    MatrixXd unused;
+    MatrixXi unusedToo;
+    return dataset.Prepare_TimeSeries2(names, lags, data, unused, unusedToo);
+}
 
+TEST(PrepareTimeSeries, SaysWhyItCannot) {
+    Dataset dataset = Series({1, 2, 4}, MatrixXd::Ones(3, 3), true);
+    const Lags lags = {VectorXi::Zero(1), VectorXi::Ones(1)};
+    MatrixXd data;
+    const auto expectBoth = [&](const Names& names, const std::string& status) {
+        EXPECT_EQ(Prepare(dataset, names, lags, 1, 0).status, status);
+        EXPECT_EQ(Prepare2(dataset, names, lags, data), status);
+    };
+    expectBoth({"a", "quarter"}, "The list of selected variables contains variables with non-numeric data.");
+    const Prepared lagged = Prepare(dataset, {"a", "b"}, lags, 1, 0);
+    EXPECT_EQ(std::pair(lagged.status, lagged.warnings), std::pair(InternalError, Names{GapWarning}));
+    EXPECT_TRUE(Prepare(dataset, {"a", "b"}, lags, 0, -1).warnings.empty());
+    EXPECT_EQ(Prepare2(dataset, {"a"}, {Eigen::Vector2i(1, -1)}, data), "OK");
+    EXPECT_EQ(data.rows(), 1);
+    for (const int lag : {std::numeric_limits<int>::max(), std::numeric_limits<int>::min(), 3, -3})
+        EXPECT_EQ(Prepare2(dataset, {"a"}, {VectorXi::Constant(1, lag)}, data), "noData");
+
+    const std::string stale = "The dataset has undergone transformations since it was last declared as a ";
     dataset.ChangeData(0, 6, std::string("1990q3"));  // twice now
-    EXPECT_EQ(Prepare(dataset, {"a", "b"}, lags, 1, 0).status,
-              "The dataset has undergone transformations since it was last declared as a time-series dataset, which "
-              "invalidate this designation. Use the \"set_ts\" function again to get more information.");
+    expectBoth({"a", "b"}, stale +
+                               "time-series dataset, which invalidate this designation. Use the \"set_ts\" function "
+                               "again to get more information.");
     dataset.ChangeData(0, 6, std::string("1990q1"));
     EXPECT_EQ(Prepare(dataset, {"a", "b"}, lags, 0, 0).time, Eigen::Vector3d(0, 2, 4));
-
     ASSERT_EQ(dataset.SetPanelData("t", "one", "index"), "OK");
     EXPECT_EQ(Prepare(dataset, {"a", "b"}, lags, 0, 0).status, InternalError);
+    dataset.ReplaceVariable(VectorXd::Ones(3), "t");
+    expectBoth({"a", "b"}, stale +
+                               "panel dataset, which invalidate this designation. Use the \"set_pd\" function again "
+                               "to get more information.");
     dataset.SetCrossSection();
-    EXPECT_EQ(
-        Prepare(dataset, {"a", "b"}, lags, 0, 0).status,
-        "Dataset \"macro\" has not been declared as a time-series or panel dataset. Use the \"set_ts\" or \"set_pd\" "
-        "functions before calling a model that requires a time-structure to be set.");
+    expectBoth({"a", "b"},
+               "Dataset \"macro\" has not been declared as a time-series or panel dataset. Use the \"set_ts\" "
+               "or \"set_pd\" functions before calling a model that requires a time-structure to be set.");
 }
 
 TEST(PrepareTimeSeries, KeepsObservationsWithoutATimeAndRefusesEndlessGaps) {
@@ -301,42 +314,13 @@ TEST(PrepareTimeSeries2, GivesLagsByDateWithoutTheRowsThatTheyCost) {
         if (dataset.TimeVariable == "quarter")
             for (Index i = 0; i < n; ++i) time(i) = dataset.StringVars.at(6).TimeIndex(i);
         const MatrixXd expected = LagsByHand(dataset, columns, lags, time);
-        MatrixXd data, unused;
-        MatrixXi unusedToo;
-        ASSERT_EQ(dataset.Prepare_TimeSeries2(names, lags, data, unused, unusedToo),
-                  expected.rows() > 0 ? "OK" : "noData");
+        MatrixXd data;
+        ASSERT_EQ(Prepare2(dataset, names, lags, data), expected.rows() > 0 ? "OK" : "noData");
         if (expected.rows() == 0) continue;
         ASSERT_TRUE(SameCells(data, expected));
         ++numPrepared;
     }
     EXPECT_GT(numPrepared, 700);
-}
-
-TEST(PrepareTimeSeries2, SaysWhyItCannot) {
-    Dataset dataset = Series({1, 2, 4}, MatrixXd::Ones(3, 3), true);
-    Names names = {"a"}, withText = {"a", "quarter"};
-    Lags lags = {Eigen::Vector2i(1, -1)}, tooLong = {VectorXi::Constant(1, std::numeric_limits<int>::max())},
-         tooShort = {VectorXi::Constant(1, std::numeric_limits<int>::min())};
-    MatrixXd data, unused;
-    MatrixXi unusedToo;
-    const auto prepare = [&](Names& list, Lags& wanted) {
-        return dataset.Prepare_TimeSeries2(list, wanted, data, unused, unusedToo);
-    };
-    EXPECT_EQ(prepare(withText, lags), "The list of selected variables contains variables with non-numeric data.");
-    EXPECT_EQ(prepare(names, tooLong), "noData");
-    EXPECT_EQ(prepare(names, tooShort), "noData");
-    EXPECT_EQ(prepare(names, lags), "OK");
-    EXPECT_EQ(data.rows(), 1);
-    ASSERT_EQ(dataset.SetPanelData("t", "one", "index"), "OK");
-    dataset.ReplaceVariable(VectorXd::Ones(3), "t");
-    EXPECT_EQ(
-        prepare(names, lags),
-        "The dataset has undergone transformations since it was last declared as a panel dataset, which invalidate "
-        "this designation. Use the \"set_pd\" function again to get more information.");
-    dataset.SetCrossSection();
-    EXPECT_EQ(prepare(names, lags),
-              "Dataset \"macro\" has not been declared as a time-series or panel dataset. Use the \"set_ts\" or "
-              "\"set_pd\" functions before calling a model that requires a time-structure to be set.");
 }
 
 }  // namespace
