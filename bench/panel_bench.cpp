@@ -107,6 +107,23 @@ void PrepareTimeSeries(benchmark::State& state, bool hasGaps) {
 BENCHMARK_CAPTURE(PrepareTimeSeries, , false)->Name("prepare_time_series/complete")->Apply(Sizes);
 BENCHMARK_CAPTURE(PrepareTimeSeries, , true)->Name("prepare_time_series/imputed")->Apply(Sizes);
 
+/// Two lags and a lead of one variable of a panel of 20 periods, by date.
+void PrepareTimeSeries2(benchmark::State& state) {
+    Dataset dataset = Table(state.range(0), 20);
+    if (dataset.SetPanelData("period", "group", "index") != "OK") return state.SkipWithError("no panel");
+    std::vector<std::string> names = {"x1"};
+    std::vector<VectorXi> lags = {Eigen::Vector3i(1, 2, -1)};
+    for (auto _ : state) {
+        MatrixXd data, unused;
+        quarn::MatrixXi unusedToo;
+        if (dataset.Prepare_TimeSeries2(names, lags, data, unused, unusedToo) != "OK") state.SkipWithError("no data");
+        benchmark::DoNotOptimize(data.data());
+        benchmark::ClobberMemory();
+    }
+    SetItems(state);
+}
+BENCHMARK(PrepareTimeSeries2)->Name("prepare_time_series2/panel")->Apply(Sizes);
+
 // ---- What rests on a declared panel: groups of 50 periods ----
 
 /// Rows shuffled or in order; ids close together, or so far apart that they have to be sorted.
