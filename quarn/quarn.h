@@ -15,6 +15,7 @@
 #include <quarn/models/Model.h>
 #include <quarn/numerics/DescriptiveStatistics.h>
 #include <quarn/numerics/MatrixHelpers.h>
+#include <quarn/numerics/MatrixText.h>
 #include <quarn/numerics/Sorting.h>
 #include <quarn/random/GHK.h>
 #include <quarn/random/Generators.h>

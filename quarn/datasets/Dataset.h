@@ -6,6 +6,7 @@
 #include <wx/arrstr.h>
 #include <wx/string.h>
 
+#include <iosfwd>
 #include <map>
 #include <memory>
 #include <string>
@@ -100,12 +101,41 @@ class QUARN_EXPORT Dataset {
     /// there are columns. Not tested.
     Dataset(const wxArrayString& names, const MatrixXd& data);
 
+    /// Loads what SaveDataset wrote, behind a "~" and the key of the dataset, which becomes its Name. Models are not
+    /// stored, nor are time codes: the declaration that made them is run again. TransformedSinceDeclaration is as it was.
+    ///
+    /// A damaged passage is not reported: a field that is no number is 0, what a short line or a stream that ends early
+    /// lacks is empty or 0, and the text of a string variable beyond the columns of the table is dropped.
+    /// Errors: std::bad_alloc, at once, also for counts that cannot be true: negative ones, or more cells than bytes
+    ///         follow (and more than 65536).
+    explicit Dataset(std::istream& stream);
+
     // Copy construction and assignment copy every field; the models are shared. None of them, nor the destructor, tells
     // the models.
 
     /// A new dataset with the same table, flags and models. Its structure is declared anew, and is a cross-section if
     /// that fails.
     std::shared_ptr<Dataset> Copy() const;
+
+    // ---- Saving ----
+
+    /// Writes the passage of this dataset in a workspace file, lines of fields separated by "~", and flushes the stream;
+    /// nothing if that has failed before. No locale shows, but in names beyond ASCII, which go through wxConvLibc.
+    ///
+    ///   N~K
+    ///   DatasetType~TimeVariable~GroupVariable~TimeFormat~TransformedSinceDeclaration
+    ///   VarNames, or an empty line
+    ///   N lines of Data with 17 significant digits, or an empty line if N or K is 0
+    ///   number of string variables; for each: Column~Name~IsTimeVariable, then N lines of Values
+    ///   SaveId
+    ///
+    /// Requires: no "~" in a name or format, no line feed in any text. Not tested.
+    void SaveDataset(std::ostream& stream) const;
+
+    /// Writes delimited text, a header of names and a line per observation, without the observation ids (unless they
+    /// are all there is): the texts of string variables, and six significant digits of numbers, "nan" where missing.
+    /// False if the file cannot be opened for writing. Nothing is quoted: a delimiter inside a text stays bare.
+    bool ExportData(const std::string& path, const char& delimiter) const;
 
     // ---- Association with models ----
 
@@ -346,8 +376,13 @@ class QUARN_EXPORT Dataset {
     /// Requires: minValue + N < 2^31. Not tested.
     std::string CheckIntegral(std::vector<std::string>& names, int& maxValue, VectorXi& counts, int minValue) const;
 
+    /// Whether a column is a constant term: numeric, and 1 in every observation. Requires: the column exists. Not tested.
+    bool CheckConstant(int column) const;
+
  private:
     void Import(detail::ByteSource& source, char delimiter);
+    void LoadStringVar(std::istream& stream);
+    void RestoreTimeCodes();
     /// Sets TransformedSinceDeclaration and tells the models that the data changed.
     void MarkChanged();
     std::string PreparePanel(std::vector<std::string>& names, MatrixXd& X, VectorXd& y, MatrixXd& ids,

@@ -113,4 +113,8 @@ std::string Dataset::CheckIntegral(std::vector<std::string>& names, int& maxValu
     return StatusTexts::OK;
 }
 
+bool Dataset::CheckConstant(int column) const {
+    return !GetVariableIsString(column) && (Data.col(column).array() == 1.0).all();
+}
+
 }  // namespace quarn

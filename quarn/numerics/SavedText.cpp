@@ -1,0 +1,57 @@
+#include <quarn/numerics/SavedText_detail.h>
+
+#include <algorithm>
+#include <limits>
+#include <new>
+
+namespace quarn::detail {
+
+bool ReadLine(std::istream& stream, std::string& line) {
+    if (std::getline(stream, line)) return true;
+    line.clear();
+    return false;
+}
+
+std::vector<std::string> ReadFields(std::istream& stream, std::size_t count) {
+    std::string line;
+    ReadLine(stream, line);
+    std::vector<std::string> fields(count);
+    std::string_view rest = line;
+    for (std::string& field : fields) {
+        const auto length = std::min(rest.find(FieldSeparator), rest.size());
+        field = rest.substr(0, length);
+        rest.remove_prefix(std::min(length + 1, rest.size()));
+    }
+    return fields;
+}
+
+int ToInt(std::string_view text) {
+    const auto isSpace = [](char c) { return c == ' ' || (c >= '\t' && c <= '\r'); };
+    const auto first = std::find_if_not(text.begin(), text.end(), isSpace);
+    const bool negative = first != text.end() && *first == '-';
+    const bool hasSign = negative || (first != text.end() && *first == '+');
+    const std::int64_t limit = std::int64_t{std::numeric_limits<int>::max()} + (negative ? 1 : 0);
+    std::int64_t value = 0;
+    for (auto at = first + (hasSign ? 1 : 0); at != text.end() && *at >= '0' && *at <= '9'; ++at)
+        value = std::min(value * 10 + (*at - '0'), limit);
+    return static_cast<int>(negative ? -value : value);
+}
+
+std::int64_t BytesLeft(std::istream& stream) {
+    constexpr auto unknown = std::numeric_limits<std::int64_t>::max();
+    // Not by tellg, which fails where a read has met the end.
+    std::streambuf& buffer = *stream.rdbuf();
+    const auto here = buffer.pubseekoff(0, std::ios::cur, std::ios::in);
+    if (here == std::streampos(-1)) return unknown;
+    const auto end = buffer.pubseekoff(0, std::ios::end, std::ios::in);
+    if (buffer.pubseekpos(here, std::ios::in) == std::streampos(-1) || end < here) return unknown;
+    return end - here;
+}
+
+void RequireRoom(std::int64_t rows, std::int64_t columns, std::int64_t limit) {
+    constexpr std::int64_t alwaysAllowed = 65536;
+    const std::int64_t most = std::max(limit, alwaysAllowed);
+    if (rows < 0 || columns < 0 || (rows > 0 && columns > most / rows)) throw std::bad_alloc();
+}
+
+}  // namespace quarn::detail

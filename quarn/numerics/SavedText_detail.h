@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstdint>
+#include <istream>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// Lines, fields and counts of the saved text forms.
+namespace quarn::detail {
+
+inline constexpr char FieldSeparator = '~';
+
+/// The next line without its line feed. False, and an empty line, behind the end of a stream or after a failure.
+bool ReadLine(std::istream& stream, std::string& line);
+
+/// The next count fields of a line; those that it lacks are empty, and further ones are left out.
+/// Requires: a count for which there is room (RequireRoom). Not tested.
+std::vector<std::string> ReadFields(std::istream& stream, std::size_t count);
+
+/// What atoi of the "C" locale gives: leading white space, a sign, digits; 0 without digits. A number beyond the range
+/// of int becomes the nearest int.
+int ToInt(std::string_view text);
+
+/// Bytes from the position of the stream to its end. A stream that cannot tell has all the bytes that can be counted.
+/// The position stays; the state of the stream too.
+std::int64_t BytesLeft(std::istream& stream);
+
+/// Throws std::bad_alloc, before anything is allocated, for counts that a damaged passage claims and that cannot be
+/// true: negative ones, or more cells than limit. 65536 cells are always allowed, so that a small table which was cut
+/// short still loads.
+void RequireRoom(std::int64_t rows, std::int64_t columns, std::int64_t limit);
+
+}  // namespace quarn::detail
