@@ -105,7 +105,7 @@ void LoadMatrix(std::istream& stream, MatrixXd& matrix, int rows, int columns, c
 
 MatrixXd LoadMatrix(std::istream& stream, char delimiter) {
     detail::StreamLines lines(stream, detail::StreamLines::AllLines);
-    const std::string_view text = lines.Next(std::string_view::npos);
+    const std::string_view text = lines.Next(detail::StreamLines::Everything);
     const Index rows = std::count(text.begin(), text.end(), '\n');
     const Index columns = CountTokens(text.substr(0, text.find('\n')), delimiter);
     constexpr std::int64_t cellsPerByte = 64;

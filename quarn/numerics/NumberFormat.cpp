@@ -11,8 +11,6 @@
 // The ordinary road scales the value by a power of ten, so that its integer part holds just the wanted digits, and
 // rounds by the fraction. The scaled value is known to less than one unit in the 64th bit of its fraction; where that
 // does not prove on which side of one half it lies, std::to_chars decides.
-//
-// What must change together: Layout, and the widths of the copies in PutFixed and PutExponent.
 
 namespace quarn::detail {
 namespace {
@@ -84,49 +82,64 @@ std::uint64_t DigitBytes(std::uint64_t number) {
 
 void StoreEight(char* text, std::uint64_t bytes) { std::memcpy(text, &bytes, sizeof bytes); }
 
-/// The digits as characters, behind four zeros for the numbers below 1.
-struct Layout {
-    static constexpr int First = 4;  ///< place of the first digit
-    std::array<char, 48> Text;
-    int Count;  ///< digits up to the last one that is not 0
+/// The 17 digits as characters, held in words: they are put where they belong by a few stores of whole words, which go
+/// beyond the end of the number, since branches on its length would be guessed wrong too often.
+struct Characters {
+    char First;
+    std::uint64_t Middle, Last;  ///< eight digits each
+    int Count;                   ///< digits up to the last one that is not 0
 
-    explicit Layout(std::uint64_t digits) {
+    explicit Characters(std::uint64_t digits) {
         constexpr std::uint64_t zeros = 0x3030303030303030U;
         const std::uint64_t rest = digits % PowersOfTen[16];
         const std::uint64_t middle = DigitBytes(rest / PowersOfTen[8]);
         const std::uint64_t last = DigitBytes(rest % PowersOfTen[8]);
-        std::memcpy(Text.data(), "0000", First);
-        Text[First] = static_cast<char>('0' + digits / PowersOfTen[16]);
-        StoreEight(Text.data() + First + 1, middle | zeros);
-        StoreEight(Text.data() + First + 9, last | zeros);
-        Count = last != 0 ? 17 - std::countl_zero(last) / 8 : middle != 0 ? 9 - std::countl_zero(middle) / 8 : 1;
+        First = static_cast<char>('0' + digits / PowersOfTen[16]);
+        Middle = middle | zeros;
+        Last = last | zeros;
+        Count = last != 0 ? 17 - std::countl_zero(last) / 8 : 9 - std::countl_zero(middle) / 8;
     }
 };
 
-/// Copies 24 bytes, more than any part of a number has: a copy of fixed size needs no loop and no branch.
-void CopyPart(char* text, const char* from) { std::memcpy(text, from, 24); }
+/// Mask of the first count bytes, 0 to 7.
+std::uint64_t FirstBytes(int count) { return (std::uint64_t{1} << (8 * count)) - 1; }
 
-/// 123.45, 0.0012345 or 12345000. Exponent from -4 to 16.
-char* PutFixed(char* text, const Layout& layout, int exponent) {
-    const int whole = exponent < 0 ? 1 : exponent + 1;  // digits before the point
-    const char* const first = layout.Text.data() + Layout::First + (exponent < 0 ? exponent : 0);
-    CopyPart(text, first);
-    text += whole;
-    const int decimals = layout.Count - 1 - exponent;
-    CopyPart(text + 1, first + whole);
-    *text = decimals > 0 ? '.' : *text;
-    return decimals > 0 ? text + 1 + decimals : text;
+/// Eight characters with a point behind those in the mask before; the last one falls out, unless all are in the mask.
+std::uint64_t WithPoint(std::uint64_t bytes, std::uint64_t before) {
+    return (bytes & before) | ((before + 1) * '.') | (bytes & ~before) << 8;
+}
+
+char LastByte(std::uint64_t bytes) { return static_cast<char>(bytes >> 56); }
+
+/// 123.45 or 0.0012345, exponent from -4 to 7.
+char* PutFixed(char* text, const Characters& digits, int exponent) {
+    // All ones for numbers below 1, the commonest switch in data: as a number, it leaves no branch to be guessed.
+    const int belowOne = exponent >> 31;
+    std::memcpy(text, "0.000000", 8);
+    text += (1 - exponent) & belowOne;
+    *text = digits.First;
+    StoreEight(text + 1, WithPoint(digits.Middle, FirstBytes(exponent & 7) | static_cast<std::uint64_t>(belowOne)));
+    text[9] = LastByte(digits.Middle);
+    StoreEight(text + 10 + belowOne, digits.Last);
+    const int whole = exponent + 1;
+    return text + (digits.Count > whole ? digits.Count + 1 + belowOne : whole);
+}
+
+/// 1234567890.12345, exponent from 8 to 16.
+char* PutLarge(char* text, const Characters& digits, int exponent) {
+    const int whole = exponent + 1;
+    *text = digits.First;
+    StoreEight(text + 1, digits.Middle);
+    StoreEight(text + 9, digits.Last);
+    if (digits.Count <= whole) return text + whole;
+    StoreEight(text + 9, WithPoint(digits.Last, FirstBytes(exponent - 8)));
+    text[17] = LastByte(digits.Last);
+    return text + digits.Count + 1;
 }
 
 /// 1.2345e-07
-char* PutExponent(char* text, const Layout& layout, int exponent) {
-    const char* const first = layout.Text.data() + Layout::First;
-    *text++ = *first;
-    if (layout.Count > 1) {
-        *text++ = '.';
-        CopyPart(text, first + 1);
-        text += layout.Count - 1;
-    }
+char* PutExponent(char* text, const Characters& digits, int exponent) {
+    text = PutFixed(text, digits, 0);
     *text++ = 'e';
     *text++ = exponent < 0 ? '-' : '+';
     const int magnitude = exponent < 0 ? -exponent : exponent;
@@ -145,9 +158,10 @@ char* WriteNumber(char* text, double value, int precision) {
         ToDecimal(bits, precision, decimal)) {
         *text = '-';
         text += bits >> 63;
-        const Layout layout(decimal.Digits);
-        if (decimal.Exponent >= -4 && decimal.Exponent < precision) return PutFixed(text, layout, decimal.Exponent);
-        return PutExponent(text, layout, decimal.Exponent);
+        const Characters digits(decimal.Digits);
+        if (decimal.Exponent < -4 || decimal.Exponent >= precision) return PutExponent(text, digits, decimal.Exponent);
+        if (decimal.Exponent < 8) return PutFixed(text, digits, decimal.Exponent);
+        return PutLarge(text, digits, decimal.Exponent);
     }
     precision = std::min(precision, LongestPrecision);
     return std::to_chars(text, text + NumberRoom, value, std::chars_format::general, precision).ptr;

@@ -38,13 +38,12 @@ int ToInt(std::string_view text) {
 }
 
 std::int64_t BytesLeft(std::istream& stream) {
-    constexpr auto unknown = std::numeric_limits<std::int64_t>::max();
     // Not by tellg, which fails where a read has met the end.
     std::streambuf& buffer = *stream.rdbuf();
     const auto here = buffer.pubseekoff(0, std::ios::cur, std::ios::in);
-    if (here == std::streampos(-1)) return unknown;
+    if (here == std::streampos(-1)) return UnknownSize;
     const auto end = buffer.pubseekoff(0, std::ios::end, std::ios::in);
-    if (buffer.pubseekpos(here, std::ios::in) == std::streampos(-1) || end < here) return unknown;
+    if (buffer.pubseekpos(here, std::ios::in) == std::streampos(-1) || end < here) return UnknownSize;
     return end - here;
 }
 

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 #include <istream>
-#include <optional>
+#include <limits>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -23,8 +23,9 @@ std::vector<std::string> ReadFields(std::istream& stream, std::size_t count);
 /// of int becomes the nearest int.
 int ToInt(std::string_view text);
 
-/// Bytes from the position of the stream to its end. A stream that cannot tell has all the bytes that can be counted.
-/// The position stays; the state of the stream too.
+/// Bytes from the position of the stream to its end, or UnknownSize, which is larger than any, where it cannot tell, as
+/// for a pipe. The position stays, and the state of the stream too.
+inline constexpr std::int64_t UnknownSize = std::numeric_limits<std::int64_t>::max();
 std::int64_t BytesLeft(std::istream& stream);
 
 /// Throws std::bad_alloc, before anything is allocated, for counts that a damaged passage claims and that cannot be

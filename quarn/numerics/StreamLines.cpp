@@ -1,4 +1,6 @@
+#include <quarn/base/LargeTables_detail.h>
 #include <quarn/numerics/NumberText_detail.h>
+#include <quarn/numerics/SavedText_detail.h>
 #include <quarn/numerics/StreamLines_detail.h>
 #include <quarn/numerics/TokenEnds_detail.h>
 
@@ -20,6 +22,7 @@ std::string_view StreamLines::Next(std::size_t minimum) {
     m_text.resize(m_textEnd);
     m_text.erase(ReadBehind, m_linesEnd - ReadBehind);
     m_linesEnd = ReadBehind;
+    if (minimum == Everything) ReserveEverything();
     while (m_linesLeft > 0 && m_linesEnd - ReadBehind < minimum) {
         const std::size_t known = m_text.size();
         if (!ReadMore()) {
@@ -35,6 +38,13 @@ std::string_view StreamLines::Next(std::size_t minimum) {
     m_textEnd = m_text.size();
     m_text.append(ReadAhead, '\n');
     return {m_text.data() + ReadBehind, m_linesEnd - ReadBehind};
+}
+
+void StreamLines::ReserveEverything() {
+    const std::int64_t bytes = BytesLeft(m_stream);
+    if (bytes == UnknownSize) return;
+    m_text.reserve(static_cast<std::size_t>(bytes) + BlockSize + ReadBehind + ReadAhead);
+    AdviseLargePages(m_text.data(), m_text.capacity());
 }
 
 bool StreamLines::ReadMore() {

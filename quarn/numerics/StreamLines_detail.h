@@ -15,6 +15,7 @@ class StreamLines {
  public:
     static constexpr std::int64_t AllLines = std::numeric_limits<std::int64_t>::max();
     static constexpr std::size_t BlockSize = 1 << 16;
+    static constexpr std::size_t Everything = std::string::npos;  ///< a minimum that makes one block of all lines
 
     /// Requires: lines >= 0. Not tested.
     StreamLines(std::istream& stream, std::int64_t lines);
@@ -25,6 +26,7 @@ class StreamLines {
     std::string_view Next(std::size_t minimum = BlockSize);
 
  private:
+    void ReserveEverything();
     bool ReadMore();
 
     std::istream& m_stream;
