@@ -6,17 +6,32 @@
 #include <unordered_map>
 
 namespace quarn::detail {
+namespace {
+
+constexpr wchar_t PrivateUse = 0xF700;  // plus a byte beyond ASCII
+
+std::string ToAnyBytes(const std::wstring& text) {
+    std::string bytes;
+    for (const wchar_t c : text) {
+        if (c >= PrivateUse + 0x80 && c <= PrivateUse + 0xFF)
+            bytes += static_cast<char>(c - PrivateUse);
+        else
+            bytes += wxString(c).utf8_string();
+    }
+    return bytes;
+}
+
+}  // namespace
 
 wxString ToTableName(const std::string& name) {
     const bool ascii = std::all_of(name.begin(), name.end(), [](char c) { return static_cast<signed char>(c) >= 0; });
     if (ascii) return wxString::FromAscii(name.data(), name.size());
     const wxString converted(name.data(), wxConvLibc, name.size());
     if (!converted.empty()) return converted;
-    constexpr wchar_t privateUse = 0xF700;
     std::wstring characters;
     for (const char c : name) {
         const auto byte = static_cast<unsigned char>(c);
-        characters += static_cast<wchar_t>(byte < 0x80 ? byte : privateUse + byte);
+        characters += static_cast<wchar_t>(byte < 0x80 ? byte : PrivateUse + byte);
     }
     return characters;
 }
@@ -25,7 +40,7 @@ std::string ToByteString(const wxString& name) {
     if (name.IsAscii()) return name.ToStdString(wxConvISO8859_1);
     const std::wstring& text = name.ToStdWstring();  // a reference or a value, by the build of the string library
     const std::size_t size = wxConvLibc.FromWChar(nullptr, 0, text.data(), text.size());
-    if (size == wxCONV_FAILED) return {};
+    if (size == wxCONV_FAILED) return ToAnyBytes(text);
     std::string bytes(size, '\0');
     wxConvLibc.FromWChar(bytes.data(), bytes.size(), text.data(), text.size());
     return bytes;

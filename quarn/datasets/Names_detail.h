@@ -13,7 +13,8 @@ namespace quarn::detail {
 /// byte beyond ASCII becomes a character for private use: different names stay different, and none becomes empty.
 wxString ToTableName(const std::string& name);
 
-/// The way back, through wxConvLibc; empty if the text has no form in the locale of the process.
+/// The way back, through wxConvLibc. Of a name that has no form in the locale of the process, characters for private use
+/// become the bytes that they stand for, and the others UTF-8.
 std::string ToByteString(const wxString& name);
 
 /// Column of the first variable of that name, or the number of variables.
