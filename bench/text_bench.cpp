@@ -85,7 +85,9 @@ void SaveByPrintf(benchmark::State& state, bool isShort) {
     SetItems(state);
 }
 
-void LoadMatrix(benchmark::State& state, bool isShort) {
+/// Times load(stream, matrix) over a saved matrix, from behind its header on.
+template <class Load>
+void TimeLoad(benchmark::State& state, bool isShort, const Load& load) {
     const File file;
     const MatrixXd matrix = Table(state.range(0), state.range(1), isShort);
     std::ofstream out(file.Path);
@@ -94,43 +96,33 @@ void LoadMatrix(benchmark::State& state, bool isShort) {
     for (auto _ : state) {
         std::ifstream stream(file.Path);
         stream.ignore(100, '\n');
-        quarn::LoadMatrix(stream, loaded, static_cast<int>(matrix.rows()), static_cast<int>(matrix.cols()), '~');
+        load(stream, loaded);
     }
     if (loaded != matrix) state.SkipWithError("the matrix is not the same");
     SetItems(state);
 }
 
+void LoadMatrix(benchmark::State& state, bool isShort) {
+    TimeLoad(state, isShort, [](std::ifstream& stream, MatrixXd& matrix) {
+        quarn::LoadMatrix(stream, matrix, static_cast<int>(matrix.rows()), static_cast<int>(matrix.cols()), '~');
+    });
+}
+
 void LoadWholeFile(benchmark::State& state, bool isShort) {
-    const File file;
-    std::ofstream out(file.Path);
-    quarn::SaveMatrix(Table(state.range(0), state.range(1), isShort), out);
-    for (auto _ : state) {
-        std::ifstream stream(file.Path);
-        stream.ignore(100, '\n');
-        benchmark::DoNotOptimize(quarn::LoadMatrix(stream, '~'));
-    }
-    SetItems(state);
+    TimeLoad(state, isShort, [](std::ifstream& stream, MatrixXd& matrix) { matrix = quarn::LoadMatrix(stream, '~'); });
 }
 
 void LoadByStrtod(benchmark::State& state, bool isShort) {
-    const File file;
-    const MatrixXd matrix = Table(state.range(0), state.range(1), isShort);
-    std::ofstream out(file.Path);
-    quarn::SaveMatrix(matrix, out);
-    MatrixXd loaded(matrix.rows(), matrix.cols());
-    for (auto _ : state) {
-        std::ifstream stream(file.Path);
-        stream.ignore(100, '\n');
+    TimeLoad(state, isShort, [](std::ifstream& stream, MatrixXd& matrix) {
         const std::string text(std::istreambuf_iterator<char>(stream), {});
         const char* at = text.c_str();
-        for (Index i = 0; i < loaded.rows(); ++i)
-            for (Index j = 0; j < loaded.cols(); ++j) {
+        for (Index i = 0; i < matrix.rows(); ++i)
+            for (Index j = 0; j < matrix.cols(); ++j) {
                 char* end = nullptr;
-                loaded(i, j) = std::strtod(at, &end);
+                matrix(i, j) = std::strtod(at, &end);
                 at = end + 1;
             }
-    }
-    SetItems(state);
+    });
 }
 
 /// Writes rows x columns numbers of the given precision to memory.

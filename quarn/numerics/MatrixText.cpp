@@ -1,5 +1,6 @@
 #include <quarn/base/Globals.h>
 #include <quarn/base/LargeTables_detail.h>
+#include <quarn/numerics/LineFeeds_detail.h>
 #include <quarn/numerics/MatrixText.h>
 #include <quarn/numerics/MatrixText_detail.h>
 #include <quarn/numerics/NumberText_detail.h>
@@ -106,7 +107,7 @@ void LoadMatrix(std::istream& stream, MatrixXd& matrix, int rows, int columns, c
 MatrixXd LoadMatrix(std::istream& stream, char delimiter) {
     detail::StreamLines lines(stream, detail::StreamLines::AllLines);
     const std::string_view text = lines.Next(detail::StreamLines::Everything);
-    const Index rows = std::count(text.begin(), text.end(), '\n');
+    const auto rows = static_cast<Index>(detail::CountLineFeeds(text.data(), text.data() + text.size()));
     const Index columns = CountTokens(text.substr(0, text.find('\n')), delimiter);
     constexpr std::int64_t cellsPerByte = 64;
     detail::RequireRoom(rows, columns, cellsPerByte * static_cast<std::int64_t>(text.size()));

@@ -115,7 +115,8 @@ char LastByte(std::uint64_t bytes) { return static_cast<char>(bytes >> 56); }
 char* PutFixed(char* text, const Characters& digits, int exponent) {
     // All ones for numbers below 1, the commonest switch in data: as a number, it leaves no branch to be guessed.
     const int belowOne = exponent >> 31;
-    std::memcpy(text, "0.000000", 8);
+    constexpr std::uint64_t zeroPointZeros = 0x3030303030302E30U;
+    StoreEight(text, zeroPointZeros);
     text += (1 - exponent) & belowOne;
     *text = digits.First;
     StoreEight(text + 1, WithPoint(digits.Middle, FirstBytes(exponent & 7) | static_cast<std::uint64_t>(belowOne)));

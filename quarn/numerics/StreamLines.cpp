@@ -1,4 +1,5 @@
 #include <quarn/base/LargeTables_detail.h>
+#include <quarn/numerics/LineFeeds_detail.h>
 #include <quarn/numerics/NumberText_detail.h>
 #include <quarn/numerics/SavedText_detail.h>
 #include <quarn/numerics/StreamLines_detail.h>
@@ -31,8 +32,8 @@ std::string_view StreamLines::Next(std::size_t minimum) {
             m_linesEnd = m_text.size();
             break;
         }
-        const auto lines = std::count(m_text.data() + known, m_text.data() + m_text.size(), '\n');
-        m_linesLeft -= lines;
+        const std::size_t lines = CountLineFeeds(m_text.data() + known, m_text.data() + m_text.size());
+        m_linesLeft -= static_cast<std::int64_t>(lines);
         if (lines != 0) m_linesEnd = m_text.rfind('\n') + 1;
     }
     m_textEnd = m_text.size();
