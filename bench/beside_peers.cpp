@@ -6,8 +6,11 @@
 //   quarn_beside_peers sort FILE COLUMN COLUMN...     the table of a file, sorted by these columns of it; ms
 //   quarn_beside_peers panel FILE                     operations on a panel with the columns g, t, x, y; ms
 //   quarn_beside_peers write_panel FILE GROUPS PERIODS ID_STEP   such a file, its rows shuffled
+//   quarn_beside_peers text FILE...                   numbers without a header, written in the matrix text form to
+//                                                     FILE.saved, and read from there; ns a number
 
 #include <quarn/datasets/Dataset.h>
+#include <quarn/numerics/MatrixText.h>
 #include <quarn/numerics/Sorting.h>
 
 #include <algorithm>
@@ -135,12 +138,31 @@ void WritePanel(const std::string& file, int groups, int periods, int step) {
     }
 }
 
+void Text(const std::string& file) {
+    std::ifstream source(file);
+    quarn::MatrixXd matrix = quarn::LoadMatrix(source, ',');
+    const std::string path = file + ".saved";
+    const auto nanoseconds = [&](double seconds) { return 1e9 * seconds / static_cast<double>(matrix.size()); };
+    Report(file, "SaveMatrix", "ns", nanoseconds, [&] {
+        std::ofstream saved(path);
+        quarn::SaveMatrix(matrix, saved);
+    });
+    Report(file, "LoadMatrix", "ns", nanoseconds, [&] {
+        std::ifstream saved(path);
+        std::string header;
+        std::getline(saved, header);
+        quarn::LoadMatrix(saved, matrix, static_cast<int>(matrix.rows()), static_cast<int>(matrix.cols()), '~');
+    });
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
     const std::vector<std::string> arguments(argv + 1, argv + argc);
     if (arguments.size() >= 2 && arguments[0] == "import") {
         std::for_each(arguments.begin() + 1, arguments.end(), Import);
+    } else if (arguments.size() >= 2 && arguments[0] == "text") {
+        std::for_each(arguments.begin() + 1, arguments.end(), Text);
     } else if (arguments.size() >= 3 && arguments[0] == "sort") {
         std::vector<int> columns;
         for (std::size_t i = 2; i < arguments.size(); ++i) columns.push_back(std::stoi(arguments[i]));
@@ -151,7 +173,7 @@ int main(int argc, char** argv) {
         WritePanel(arguments[1], std::stoi(arguments[2]), std::stoi(arguments[3]), std::stoi(arguments[4]));
     } else {
         std::fputs(
-            "usage: quarn_beside_peers import FILE... | sort FILE COLUMN... | panel FILE | "
+            "usage: quarn_beside_peers import FILE... | sort FILE COLUMN... | text FILE... | panel FILE | "
             "write_panel FILE GROUPS PERIODS ID_STEP\n",
             stderr);
         return 2;
