@@ -22,7 +22,7 @@ bool Dataset::ExportData(const std::string& path, const char& delimiter) const {
         const auto found = StringVars.find(column);
         columns.push_back({Data.col(column).data(), found == StringVars.end() ? nullptr : &found->second.Values});
         if (columns.size() > 1) writer << delimiter;
-        writer << detail::ToByteString(VarNames[static_cast<std::size_t>(column)]);
+        writer << detail::ToSavedName(VarNames[static_cast<std::size_t>(column)]);
     }
     writer << '\n';
 

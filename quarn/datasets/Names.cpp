@@ -40,10 +40,15 @@ std::string ToByteString(const wxString& name) {
     if (name.IsAscii()) return name.ToStdString(wxConvISO8859_1);
     const std::wstring& text = name.ToStdWstring();  // a reference or a value, by the build of the string library
     const std::size_t size = wxConvLibc.FromWChar(nullptr, 0, text.data(), text.size());
-    if (size == wxCONV_FAILED) return ToAnyBytes(text);
+    if (size == wxCONV_FAILED) return {};
     std::string bytes(size, '\0');
     wxConvLibc.FromWChar(bytes.data(), bytes.size(), text.data(), text.size());
     return bytes;
+}
+
+std::string ToSavedName(const wxString& name) {
+    std::string bytes = ToByteString(name);
+    return bytes.empty() ? ToAnyBytes(name.ToStdWstring()) : bytes;
 }
 
 int FindColumn(const wxArrayString& varNames, const std::string& name) {

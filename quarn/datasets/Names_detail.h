@@ -13,9 +13,12 @@ namespace quarn::detail {
 /// byte beyond ASCII becomes a character for private use: different names stay different, and none becomes empty.
 wxString ToTableName(const std::string& name);
 
-/// The way back, through wxConvLibc. Of a name that has no form in the locale of the process, characters for private use
-/// become the bytes that they stand for, and the others UTF-8.
+/// The way back, through wxConvLibc; empty if the name has no form in the locale of the process.
 std::string ToByteString(const wxString& name);
+
+/// The same for files, where no name may be lost: of one that has no form in the locale, characters for private use
+/// become the bytes that they stand for, and the others UTF-8.
+std::string ToSavedName(const wxString& name);
 
 /// Column of the first variable of that name, or the number of variables.
 int FindColumn(const wxArrayString& varNames, const std::string& name);

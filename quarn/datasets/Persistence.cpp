@@ -34,7 +34,7 @@ void Dataset::SaveDataset(std::ostream& stream) const {
            << TimeFormat << FieldSeparator << (TransformedSinceDeclaration ? "1\n" : "0\n");
     for (std::size_t i = 0; i < VarNames.size(); ++i) {
         if (i != 0) writer << FieldSeparator;
-        writer << detail::ToByteString(VarNames[i]);
+        writer << detail::ToSavedName(VarNames[i]);
     }
     writer << '\n';
     detail::WriteBody(writer, Data, detail::WorkspacePrecision(stream));

@@ -34,7 +34,7 @@ SummarizeModel::SummarizeModel(const std::shared_ptr<Dataset>& dataset, bool cas
     std::vector<int> columns(static_cast<std::size_t>(std::max(dataset->NumVars - 1, 0)));
     std::iota(columns.begin(), columns.end(), 1);
     for (const int column : columns)
-        VarNames.push_back(detail::ToByteString(dataset->VarNames[static_cast<std::size_t>(column)]));
+        VarNames.push_back(detail::ToSavedName(dataset->VarNames[static_cast<std::size_t>(column)]));
     Summarize(*dataset, columns, casewise, "\" has no observations without missing data.");
 }
 
