@@ -139,7 +139,7 @@ bool AreComplete(const Dataset& dataset, const std::vector<int>& columns) {
 bool AreConstantFrom(int first, const Dataset& dataset, const std::vector<std::string>& names) {
     const std::vector<int> columns = detail::FindColumns(dataset.VarNames, names);
     return std::all_of(columns.begin() + std::min<std::ptrdiff_t>(first, std::ssize(columns)), columns.end(),
-                       [&dataset](int column) { return (dataset.Data.col(column).array() == 1.0).all(); });
+                       [&dataset](int column) { return dataset.CheckConstant(column); });
 }
 
 /// The requested columns by the rows of line, and the missing rows of each dependent variable.
