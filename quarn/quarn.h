@@ -13,11 +13,16 @@
 #include <quarn/datasets/StatusTexts.h>
 #include <quarn/datasets/TimeFormats.h>
 #include <quarn/models/Model.h>
+#include <quarn/numerics/Densities.h>
 #include <quarn/numerics/DescriptiveStatistics.h>
 #include <quarn/numerics/MatrixHelpers.h>
 #include <quarn/numerics/MatrixText.h>
 #include <quarn/numerics/Sorting.h>
 #include <quarn/random/GHK.h>
+#include <quarn/numerics/Quadrature.h>
+#include <quarn/numerics/Sorting.h>
+#include <quarn/optimize/LogLikelihoods.h>
+#include <quarn/optimize/Optimize.h>
 #include <quarn/random/Generators.h>
 #include <quarn/random/Multivariate.h>
 #include <quarn/random/TruncatedMultivariateNormal.h>
