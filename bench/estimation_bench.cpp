@@ -1,7 +1,8 @@
 // Log-likelihoods, maximum-likelihood estimation, densities and quadrature. Items are observations evaluated, cells, or
-// nodes. The ML rows start at zero; the counter `evaluations` says how many their line searches made, `gradient` the norm
-// at the end. QUARN_BENCH_DATA names a folder with the files G_logit.raw, G_probit.raw (1e5 x 11 doubles, by columns, the
-// response last) and G_mnl.raw (5e4 x 6), to time the very data that other programs read; without it they are simulated.
+// nodes. The ML rows start at zero; the counter `evaluations` says how many their line searches made, `gradient` the
+// norm at the end. QUARN_BENCH_DATA names a folder with the files G_logit.raw, G_probit.raw (1e5 x 11 doubles, by
+// columns, the response last) and G_mnl.raw (5e4 x 6), to time the very data that other programs read; without it they
+// are simulated.
 
 #include <quarn/numerics/Densities.h>
 #include <quarn/numerics/Quadrature.h>

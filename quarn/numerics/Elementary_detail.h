@@ -33,8 +33,8 @@ __attribute__((always_inline)) inline double ExpOfNegative(double x, double tail
     return x < ExpFlushesBelow ? 0.0 : power * scale;
 }
 
-/// log(u) + c, for a normal u > 0 and a c far below 1. Error: below 1 ulp. What was lost in rounding u, divided by u, is
-/// the c that makes it good.
+/// log(u) + c, for a normal u > 0 and a c far below 1. Error: below 1 ulp. What was lost in rounding u, divided by u,
+/// is the c that makes it good.
 __attribute__((always_inline)) inline double LogWithRest(double u, double c) {
     constexpr std::uint64_t RootHalf = 0x3fe6a09e667f3bcd, One = 0x3ff0000000000000, TwoTo52 = 0x4330000000000000;
     // u = 2^k m with m in [sqrt(1/2), sqrt(2))

@@ -2,8 +2,8 @@
 
 #include <quarn/numerics/Elementary_detail.h>
 
-/// The standard normal law far into its tails: density phi(t) = exp(-t^2/2)/sqrt(2 pi), distribution function Phi. Without
-/// branches or calls, as Elementary_detail.h is.
+/// The standard normal law far into its tails: density phi(t) = exp(-t^2/2)/sqrt(2 pi), distribution function Phi.
+/// Without branches or calls, as Elementary_detail.h is.
 namespace quarn::detail {
 
 constexpr double InverseRootTwoPi = 0.3989422804014327;  ///< 1/sqrt(2 pi)

@@ -23,9 +23,9 @@ struct Node {
 
 /// An eigenvalue of the matrix to the last digits, and the squared first component of its normalised eigenvector.
 ///
-/// The eigenvector of x is proportional to p_0(x), ..., p_(n-1)(x), the orthonormal polynomials, with p_0 = 1. The solver's
-/// own eigenvectors have small absolute errors, which are large beside the small components of large rules; the recurrence
-/// of the polynomials keeps the digits of these too. p_n(x)/p_n'(x) improves x itself.
+/// The eigenvector of x is proportional to p_0(x), ..., p_(n-1)(x), the orthonormal polynomials, with p_0 = 1. The
+/// solver's own eigenvectors have small absolute errors, which are large beside the small components of large rules;
+/// the recurrence of the polynomials keeps the digits of these too. p_n(x)/p_n'(x) improves x itself.
 Node Refined(const Jacobi& matrix, Extended x) {
     const Index n = matrix.diagonal.size();
     Extended squares = 0;

@@ -1,7 +1,7 @@
 // Loops that the compiler turns into vector code, each compiled for every processor, for those with AVX2, and for those
 // with AVX-512. No library type enters the latter functions, lest its inline functions be emitted there for the whole
-// program. Sums of terms go in four lanes, as those of cross-products do. This file is compiled with -fno-trapping-math,
-// without which selections between two numbers become branches; no digit depends on it.
+// program. Sums of terms go in four lanes, as those of cross-products do. This file is compiled with
+// -fno-trapping-math, without which selections between two numbers become branches; no digit depends on it.
 
 #include <quarn/numerics/NormalTail_detail.h>
 #include <quarn/optimize/LikelihoodKernels_detail.h>
@@ -91,15 +91,15 @@ QUARN_INLINE void AddCrossProducts(const RowBlock& X, const double* w, double* s
 constexpr Index TermRows = 64;
 
 /// Overwrites n predictors by `row(i, term)`, the derivative, which leaves the value in term; returns the sum of the
-/// values.
-template <class Row>
+/// values, if they are wanted.
+template <Wanted W, class Row>
 QUARN_INLINE double ForRows(Index n, Row row) {
     double total = 0.0;
-    double term[TermRows];
+    double term[TermRows] = {};
     for (Index from = 0; from < n; from += TermRows) {
         const Index rows = n - from < TermRows ? n - from : TermRows;
         for (Index i = 0; i < rows; ++i) row(from + i, term[i]);
-        total += SumOfTerms(term, rows);
+        if (W != Wanted::Gradient) total += SumOfTerms(term, rows);
     }
     return total;
 }
@@ -108,7 +108,7 @@ QUARN_INLINE double ForRows(Index n, Row row) {
 /// that: neither overflows, and nothing cancels where y is 0 or 1.
 template <Wanted W>
 QUARN_INLINE double Logit(Index n, const double* __restrict y, double* __restrict z) {
-    return ForRows(
+    return ForRows<W>(
         n, [=](Index i, double& term) __attribute__((always_inline)) {
             const double predictor = z[i];
             const double q = ExpOfNegative(predictor < 0 ? predictor : -predictor);
@@ -125,7 +125,7 @@ QUARN_INLINE double Logit(Index n, const double* __restrict y, double* __restric
 
 template <Wanted W>
 QUARN_INLINE double BinaryProbit(Index n, const double* __restrict y, double* __restrict z) {
-    return ForRows(
+    return ForRows<W>(
         n, [=](Index i, double& term) __attribute__((always_inline)) {
             const bool chosen = y[i] > 0.5;
             const NormalTail tail = NormalTailAt(chosen ? z[i] : -z[i]);
@@ -137,7 +137,7 @@ QUARN_INLINE double BinaryProbit(Index n, const double* __restrict y, double* __
 /// Any y: both tails, weighted.
 template <Wanted W>
 QUARN_INLINE double WeightedProbit(Index n, const double* __restrict y, double* __restrict z) {
-    return ForRows(
+    return ForRows<W>(
         n, [=](Index i, double& term) __attribute__((always_inline)) {
             const NormalTail left = NormalTailAt(z[i]), right = NormalTailAt(-z[i]);
             const double other = 1.0 - y[i];
@@ -209,10 +209,7 @@ QUARN_INLINE double Choice(Index n, Index J, const double* __restrict y, double*
 template <class Evaluate>
 QUARN_INLINE double ForWanted(Wanted wanted, Evaluate evaluate) {
     if (wanted == Wanted::Value) return evaluate.template operator()<Wanted::Value>();
-    if (wanted == Wanted::Gradient) {
-        evaluate.template operator()<Wanted::Gradient>();
-        return 0.0;
-    }
+    if (wanted == Wanted::Gradient) return evaluate.template operator()<Wanted::Gradient>();
     return evaluate.template operator()<Wanted::Both>();
 }
 
@@ -229,6 +226,7 @@ QUARN_INLINE double ChoiceFor(Wanted wanted, Index n, Index J, const double* y, 
         wanted, [=]<Wanted W>() __attribute__((always_inline)) { return Choice<W>(n, J, y, z, work); });
 }
 
+// NOLINTBEGIN(bugprone-macro-parentheses): attributes take no parentheses around them.
 // The set of functions, compiled for the processors that TARGET names.
 #define QUARN_KERNELS(NAME, TARGET)                                                                                  \
     struct NAME {                                                                                                    \
@@ -261,6 +259,7 @@ const LikelihoodKernels& Best() {
 #else
 const LikelihoodKernels& Best() { return Portable::Set; }
 #endif
+// NOLINTEND(bugprone-macro-parentheses)
 
 }  // namespace
 

@@ -1,5 +1,6 @@
 // An evaluation goes through X in blocks of rows: linear predictors, then the value and its derivatives by the
-// predictors, which take their places, then their cross-products with the same rows, while these are still in the cache.
+// predictors, which take their places, then their cross-products with the same rows, while these are still in the
+// cache.
 
 #include <quarn/optimize/LikelihoodKernels_detail.h>
 #include <quarn/optimize/LogLikelihoods.h>

@@ -3,7 +3,6 @@
 #include <quarn/optimize/LikelihoodKernels_detail.h>
 #include <quarn/optimize/LogLikelihoods.h>
 
-#include <Eigen/QR>
 #include <boost/math/special_functions/erf.hpp>
 #include <boost/multiprecision/cpp_bin_float.hpp>
 #include <gtest/gtest.h>
@@ -198,28 +197,6 @@ TEST(LogLikelihoods, KeepTheirDigitsFarIntoTheTails) {
     }
 }
 
-TEST(LogLikelihoods, HaveTheirTextbookValues) {
-    quarn::logL_BLogit logit;
-    logit.X = Normals(100, 3, 5);
-    logit.y = Categories(100, 2, false);
-    EXPECT_NEAR(logit.f(VectorXd::Zero(3)), 100 * std::log(2.0), 1e-12);
-    EXPECT_LT((logit.g(VectorXd::Zero(3)) - logit.X.transpose() * (0.5 - logit.y.array()).matrix()).norm(), 1e-13);
-    quarn::logL_MLogit multinomial;
-    multinomial.X = logit.X;
-    multinomial.y = logit.y;
-    const VectorXd t = Normals(3, 1, 6);
-    EXPECT_NEAR(multinomial.f(t), logit.f(t), 1e-13 * logit.f(t));
-    EXPECT_LT((multinomial.g(t) - logit.g(t)).norm(), 1e-13);
-
-    quarn::logL_LM linear;
-    linear.X = logit.X;
-    linear.y = Normals(100, 1, 7);
-    VectorXd fit(4);
-    fit.head(3) = linear.X.householderQr().solve(linear.y);
-    fit[3] = std::log((linear.y - linear.X * fit.head(3)).squaredNorm() / 100);
-    EXPECT_LT(linear.g(fit).norm(), 1e-12);
-}
-
 TEST(LikelihoodKernels, GiveTheSameDigitsOnEveryProcessor) {
     using quarn::detail::Instructions;
     using quarn::detail::KernelsFor;
@@ -274,8 +251,9 @@ void ExpectSolution(const VectorXd& b, const VectorXd& expected, double fmin, do
 }
 
 // The solutions that follow were computed with Debian's python3-statsmodels 0.13.5: Logit, Probit, MNLogit and
-// ConditionalLogit, fitted by Newton's method and then polished by six further Newton steps with the models' own score and
-// hessian (for the conditional logit: with the score and hessian written out in numpy), which left gradients below 1e-11.
+// ConditionalLogit, fitted by Newton's method and then polished by six further Newton steps with the models' own score
+// and hessian (for the conditional logit: with the score and hessian written out in numpy), which left gradients below
+// 1e-11.
 
 TEST(LogLikelihoods, FindTheElectionStudysBinaryEstimates) {
     const MatrixXd table = Table("anes96.csv", 11);
