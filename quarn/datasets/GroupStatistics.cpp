@@ -4,8 +4,8 @@
 #include <quarn/datasets/StatusTexts.h>
 #include <quarn/datasets/TimeFunctions_detail.h>
 #include <quarn/numerics/DescriptiveStatistics.h>
-#include <quarn/numerics/Median_detail.h>
 #include <quarn/numerics/Reductions_detail.h>
+#include <quarn/numerics/Selection_detail.h>
 
 #include <algorithm>
 #include <limits>

@@ -1,7 +1,7 @@
 #include <quarn/numerics/DescriptiveStatistics.h>
 #include <quarn/numerics/MatrixHelpers.h>
-#include <quarn/numerics/Median_detail.h>
 #include <quarn/numerics/Reductions_detail.h>
+#include <quarn/numerics/Selection_detail.h>
 #include <quarn/numerics/Sorting.h>
 
 #include <algorithm>
@@ -40,10 +40,9 @@ Index PointRank(double p, Index n) { return static_cast<Index>(std::floor(p * st
 
 /// Values of ranks low <= high.
 void SelectPair(VectorXd values, Index low, Index high, double& lower, double& upper) {
-    const auto lowest = values.begin() + low;
-    std::nth_element(values.begin(), lowest, values.end());
-    lower = *lowest;
-    std::nth_element(lowest, values.begin() + high, values.end());
+    detail::SelectRank(values.data(), values.size(), low);
+    lower = values[low];
+    detail::SelectRank(values.data() + low, values.size() - low, high - low);
     upper = values[high];
 }
 
@@ -112,13 +111,6 @@ MatrixXd TableOfColumns(const MatrixXd& X, Index width, Function function) {
 }
 
 }  // namespace
-
-double detail::MedianInPlace(double* values, Index n) {
-    double* const middle = values + n / 2;
-    std::nth_element(values, middle, values + n);
-    if (n % 2 == 1) return *middle;
-    return 0.5 * (*std::max_element(values, middle) + *middle);
-}
 
 double vectorMean(const VectorView& x) { return detail::Sum(x) / Count(x); }
 double vectorVar(const VectorView& x) { return SumOfSquaredDeviations(x) / (Count(x) - 1.0); }
