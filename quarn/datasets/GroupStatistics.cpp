@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
 
 namespace quarn {
 namespace {
@@ -78,15 +79,17 @@ VectorXd Dataset::CalculateGroupStats(const std::string& variable, const std::st
     // Text cannot be prepared for an estimator: no sample.
     if (GetVariableIsString(GroupVariable)) return VectorXd::Constant(NumObs, wanted->ofNone);
 
-    VectorXd idStorage, valueStorage, cellStorage;
+    VectorXd idStorage, valueStorage, places;
     const detail::KeyColumn groupIds(detail::GroupCells(*this), NumObs);
     const detail::KeyColumn ids = detail::CompactIds(groupIds, NumObs, idStorage);
     const int column = GetVariableIndex(variable);
     const detail::PanelSample sample(*this, {column}, ids);
     const double* const values = sample.Select(Data.col(column).data(), valueStorage);
-    const Table table = ComputeByGroup(sample.Order(), sample.Order().Spread(values, cellStorage), *wanted);
+    const Table table = ComputeByGroup(sample.Order(), sample.Order().Spread(values, places), *wanted);
 
-    VectorXd result(NumObs);
+    // The places have served their purpose: their memory need not be cleared by the system a second time.
+    VectorXd result = std::move(places);
+    result.conservativeResize(NumObs);
     const auto groups = static_cast<double>(table.values.size());
     for (Index row = 0; row < NumObs; ++row) {
         const double group = ids.cells[row] - table.lowest;

@@ -1,6 +1,8 @@
 #include <quarn/datasets/Declaration_detail.h>
 #include <quarn/datasets/PanelSample_detail.h>
 
+#include <algorithm>
+
 namespace quarn::detail {
 namespace {
 
@@ -12,6 +14,17 @@ std::vector<const double*> TestedColumns(const Dataset& dataset, const std::vect
     for (const KeyColumn* const key : {&group, &time})
         if (!key->isWhole) tested.push_back(key->cells);
     return tested;
+}
+
+/// x - x is 0 for a finite cell and NaN for another. Four sums, for an addition has to wait for the one before it.
+bool AllFinite(const double* x, Eigen::Index n) {
+    constexpr Eigen::Index Lanes = 4;
+    double sums[Lanes] = {};
+    Eigen::Index i = 0;
+    for (; i + Lanes <= n; i += Lanes)
+        for (Eigen::Index lane = 0; lane < Lanes; ++lane) sums[lane] += x[i + lane] - x[i + lane];
+    for (; i < n; ++i) sums[0] += x[i] - x[i];
+    return (sums[0] + sums[1]) + (sums[2] + sums[3]) == 0.0;
 }
 
 }  // namespace
@@ -31,10 +44,10 @@ PanelSample::PanelSample(const Dataset& dataset, const std::vector<int>& columns
     : PanelSample(dataset, columns, KeyColumn(GroupCells(dataset), dataset.NumObs)) {}
 
 PanelSample::PanelSample(const Dataset& dataset, const std::vector<int>& columns, const KeyColumn& group)
-    : m_observations(dataset.NumObs),
-      m_group(group),
-      m_time(TimeCells(dataset, m_allTimes), dataset.NumObs),
-      m_rows(dataset.NumObs, TestedColumns(dataset, columns, m_group, m_time)) {
+    : m_observations(dataset.NumObs), m_group(group), m_time(TimeCells(dataset, m_allTimes), dataset.NumObs) {
+    const auto tested = TestedColumns(dataset, columns, m_group, m_time);
+    const auto isComplete = [this](const double* column) { return AllFinite(column, m_observations); };
+    if (!std::all_of(tested.begin(), tested.end(), isComplete)) m_rows.emplace(m_observations, tested);
     m_group.cells = Select(m_group.cells, m_groupCells);
     m_time.cells = Select(m_time.cells, m_timeCells);
     // A cell that is not finite, or a fraction, may have been in a row that was left out.
@@ -44,9 +57,9 @@ PanelSample::PanelSample(const Dataset& dataset, const std::vector<int>& columns
 }
 
 const double* PanelSample::Select(const double* column, VectorXd& storage) const {
-    if (Count() == m_observations) return column;
+    if (!m_rows) return column;
     storage.resize(Count());
-    m_rows.Copy(column, storage.data());
+    m_rows->Copy(column, storage.data());
     return storage.data();
 }
 

@@ -26,9 +26,9 @@ class PanelSample {
     PanelSample(const PanelSample&) = delete;
     PanelSample& operator=(const PanelSample&) = delete;
 
-    Eigen::Index Count() const { return m_rows.Count(); }
+    Eigen::Index Count() const { return m_rows ? m_rows->Count() : m_observations; }
     /// The observation at row i of the sample.
-    int Row(int i) const { return m_rows.Rows()[static_cast<std::size_t>(i)]; }
+    int Row(int i) const { return m_rows ? m_rows->Rows()[static_cast<std::size_t>(i)] : i; }
     const double* Time() const { return m_time.cells; }   ///< by rows of the sample
     const PanelOrder& Order() const { return *m_order; }  ///< of the rows of the sample
 
@@ -39,7 +39,7 @@ class PanelSample {
     Eigen::Index m_observations;
     VectorXd m_allTimes, m_groupCells, m_timeCells;
     KeyColumn m_group, m_time;
-    CompleteRows m_rows;
+    std::optional<CompleteRows> m_rows;  // only if some observation is left out
     std::optional<PanelOrder> m_order;
 };
 

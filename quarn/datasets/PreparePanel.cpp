@@ -9,7 +9,9 @@
 #include <quarn/datasets/StatusTexts.h>
 #include <quarn/numerics/SortKeys_detail.h>
 
+#include <algorithm>
 #include <numeric>
+#include <utility>
 
 namespace quarn {
 namespace {
@@ -117,18 +119,17 @@ std::string Dataset::PreparePanel(std::vector<std::string>& names, MatrixXd& X, 
     if (blocks.lengths.empty()) return StatusTexts::NoData;
 
     const auto n = static_cast<Index>(std::accumulate(blocks.lengths.begin(), blocks.lengths.end(), std::size_t{0}));
-    std::vector<int> rows;
-    rows.reserve(static_cast<std::size_t>(n));
+    std::vector<int> rows(static_cast<std::size_t>(n));  // of the dataset, in the order of the outputs
     MatrixXd newX, newIds;
     VectorXd newY(n);
     detail::ResizeUninitialised(newX, n, static_cast<Index>(columns.size()) - 1);
     detail::ResizeUninitialised(newIds, n, 2);
     double* blockNumber = newIds.col(1).data();
+    auto row = rows.begin();
     for (std::size_t b = 0; b < blocks.firsts.size(); ++b) {
-        for (int i = 0; i < blocks.lengths[b]; ++i) {
-            rows.push_back(sample.Row(ordered[static_cast<std::size_t>(blocks.firsts[b] + i)]));
-            *blockNumber++ = static_cast<double>(b);
-        }
+        const auto first = ordered.begin() + blocks.firsts[b];
+        row = std::transform(first, first + blocks.lengths[b], row, [&sample](int i) { return sample.Row(i); });
+        blockNumber = std::fill_n(blockNumber, blocks.lengths[b], static_cast<double>(b));
     }
     Gather(Data.col(0).data(), rows, newIds.col(0).data());
     for (Index k = 0; k < newX.cols(); ++k)
