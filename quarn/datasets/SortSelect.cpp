@@ -1,4 +1,3 @@
-#include <quarn/base/LargeTables_detail.h>
 #include <quarn/datasets/Dataset.h>
 #include <quarn/numerics/CompleteRows_detail.h>
 #include <quarn/numerics/SortKeys_detail.h>
@@ -69,6 +68,15 @@ class StringSelection {
     std::vector<Part> m_parts;
 };
 
+/// Makes the first cells of a table, in the order of its storage, a table of so many rows. As one long row it can give
+/// memory back without moving: a new table would have to be cleared by the system first, page by page.
+void ShrinkToFront(MatrixXd& table, Index rows) {
+    const Index columns = table.cols();
+    table.resize(1, table.size());
+    table.conservativeResize(1, rows * columns);
+    table.resize(rows, columns);
+}
+
 }  // namespace
 
 void Dataset::SortData(const wxArrayString& names) {
@@ -114,14 +122,14 @@ void Dataset::DropKeep(const VectorXi& mask, bool keep) {
     }
     rows.resize(count);
 
-    MatrixXd selected;
-    detail::ResizeUninitialised(selected, static_cast<Index>(count), NumVars);
+    StringSelection strings(*this, static_cast<Index>(count));
+
+    // Everything is allocated by now. Columns move towards the front of the table, never over a cell still to be read.
     for (int column = 0; column < NumVars; ++column)
-        detail::CopyRows(rows, Data.col(column).data(), selected.col(column).data());
-    StringSelection strings(*this, selected.rows());
+        detail::CopyRows(rows, Data.col(column).data(), Data.data() + static_cast<Index>(count) * column);
+    ShrinkToFront(Data, static_cast<Index>(count));
     strings.Apply(*this, rows);
-    Data.swap(selected);
-    NumObs = static_cast<int>(Data.rows());
+    NumObs = static_cast<int>(count);
     MarkChanged();
 }
 

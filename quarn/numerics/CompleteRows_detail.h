@@ -6,8 +6,8 @@
 
 namespace quarn::detail {
 
-/// Copies the listed rows of a column to as many cells of target, which may be source itself. Requires: rows ascending,
-/// each once.
+/// Copies the listed rows of a column to as many cells of target, which may be source itself or stand anywhere before it.
+/// Requires: rows ascending, each once.
 void CopyRows(const std::vector<int>& rows, const double* source, double* target);
 
 /// The rows in which each of some columns is finite, and copies of columns cut down to these rows.
