@@ -1,4 +1,3 @@
-#include <quarn/base/LargeTables_detail.h>
 #include <quarn/datasets/PanelOrder_detail.h>
 #include <quarn/numerics/SortKeys_detail.h>
 
@@ -22,8 +21,9 @@ constexpr double LargestWhole = 2251799813685248.0;  // 2^51
 /// A table with so many cells for each row still costs less than a sort.
 double CellLimit(Index n) { return std::min(4.0 * static_cast<double>(n) + 64.0, 2147483647.0); }
 
-/// The period of each row within the span of its group's times: the first place of each group, and the time there.
-/// False if that takes more places than allowed.
+/// Gives each group a place for every period between its first and its last row, or, if that is not too much, between
+/// those of all groups: the first place of each group, and the time there, counted from the earliest one. False if that
+/// takes more places than allowed.
 bool CutSpans(const KeyColumn& groups, const KeyColumn& times, Index n, std::vector<int>& starts,
               std::vector<Index>& firstTimes) {
     const auto count = static_cast<std::size_t>(groups.Span());

@@ -26,7 +26,7 @@ KeyColumn CompactIds(const KeyColumn& ids, Eigen::Index n, VectorXd& storage);
 ///
 ///   in order  the rows stand in this order, each combination once: place p is row p
 ///   grid      groups and times are whole numbers that lie close together: the places of a group stand for successive
-///             times, whether or not a row has that time. Nothing is sorted
+///             times, whether or not a row has that time; no two rows have one place. Nothing is sorted
 ///   sorted    place p is the p-th row of the stable sort; combinations may occur repeatedly
 ///
 /// Values are spread over the places, worked on there, group by group and by ascending time, and collected.
