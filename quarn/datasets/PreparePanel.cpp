@@ -107,7 +107,7 @@ std::string Dataset::PreparePanel(std::vector<std::string>& names, MatrixXd& X, 
     if (ListContainsStringVariables(names)) return StatusTexts::NonNumericVariables;
     if (DatasetType != detail::PanelType)
         return StatusTexts::DatasetNamed + detail::ToByteString(Name) + StatusTexts::NoPanelForModels;
-    if (const std::string status = detail::RefreshDeclaration(*this); status != StatusTexts::OK) return status;
+    if (std::string status = detail::RefreshDeclaration(*this); status != StatusTexts::OK) return status;
 
     const std::vector<int> columns = detail::FindColumns(VarNames, names);
     const detail::PanelSample sample(*this, columns);
