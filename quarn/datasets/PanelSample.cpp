@@ -10,6 +10,7 @@ namespace {
 std::vector<const double*> TestedColumns(const Dataset& dataset, const std::vector<int>& columns,
                                          const KeyColumn& group, const KeyColumn& time) {
     std::vector<const double*> tested;
+    tested.reserve(columns.size() + 2);
     for (const int column : columns) tested.push_back(dataset.Data.col(column).data());
     for (const KeyColumn* const key : {&group, &time})
         if (!key->isWhole) tested.push_back(key->cells);
