@@ -17,12 +17,11 @@
 #include <quarn/numerics/DescriptiveStatistics.h>
 #include <quarn/numerics/MatrixHelpers.h>
 #include <quarn/numerics/MatrixText.h>
-#include <quarn/numerics/Sorting.h>
-#include <quarn/random/GHK.h>
 #include <quarn/numerics/Quadrature.h>
 #include <quarn/numerics/Sorting.h>
 #include <quarn/optimize/LogLikelihoods.h>
 #include <quarn/optimize/Optimize.h>
+#include <quarn/random/GHK.h>
 #include <quarn/random/Generators.h>
 #include <quarn/random/Multivariate.h>
 #include <quarn/random/TruncatedMultivariateNormal.h>

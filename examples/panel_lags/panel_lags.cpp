@@ -1,9 +1,12 @@
 // Investment of firms from text to the matrices of a panel estimator: rows in any order, lags and differences by date
-// within each firm, firm means, blocks of equal length, and what a gap makes of them.
+// within each firm, firm means, blocks of equal length, and what a gap makes of them;
+// the new variables exported.
 
 #include <quarn/quarn.h>
 
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <iostream>
 
 namespace {
@@ -59,6 +62,17 @@ void Prepare(quarn::Dataset& firms) {
     }
 }
 
+/// The data with the new variables, for another program.
+void Export(const quarn::Dataset& firms) {
+    const std::filesystem::path path = std::filesystem::temp_directory_path() / "quarn_panel_lags.csv";
+    Require(firms.ExportData(path.string(), ',') ? "OK" : "cannot write " + path.string());
+    std::ifstream file(path);
+    std::string line;
+    for (int row = 0; row < 3 && std::getline(file, line); ++row) std::cout << line << '\n';
+    file.close();
+    std::filesystem::remove(path);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -73,6 +87,9 @@ int main(int argc, char** argv) {
     firms.SortData(keys);
     AddVariables(firms);
     PrintRows(firms, 5);
+
+    std::cout << "\nThe first lines of the exported text:\n";
+    Export(firms);
 
     std::cout << "\nA balanced panel, less the first year, which has no lag:\n";
     Prepare(firms);
