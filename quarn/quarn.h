@@ -18,6 +18,7 @@
 #include <quarn/numerics/MatrixHelpers.h>
 #include <quarn/numerics/MatrixText.h>
 #include <quarn/numerics/Quadrature.h>
+#include <quarn/numerics/PosteriorAnalysis.h>
 #include <quarn/numerics/Sorting.h>
 #include <quarn/optimize/LogLikelihoods.h>
 #include <quarn/optimize/Optimize.h>

@@ -183,14 +183,11 @@ void AddRows(const Chunk& whole, const Sums& sums, Instructions instructions) {
 
 double Total(const double* lane) { return (lane[0] + lane[2]) + (lane[1] + lane[3]); }
 
-}  // namespace
-
-MatrixXd RankUpdate(const MatrixXd& X, const double* d, Instructions instructions) {
-    const Index k = X.cols();
+/// X' diag(d) X of n rows of k columns; d may be null.
+MatrixXd Triangle(const Panel& x, Index n, Index k, const double* d, Instructions instructions) {
     std::vector<double> cells(static_cast<std::size_t>(Lanes * k * (k + 1) / 2));
     const Sums sums{cells.data(), k, true};
-    const Panel x{X.data(), X.rows()};
-    AddRows({X.rows(), k, k, x, x, d}, sums, instructions);
+    AddRows({n, k, k, x, x, d}, sums, instructions);
     MatrixXd product(k, k);
     for (Index i = 0; i < k; ++i) {
         for (Index j = 0; j <= i; ++j) product(i, j) = product(j, i) = Total(sums.At(i, j));
@@ -198,16 +195,34 @@ MatrixXd RankUpdate(const MatrixXd& X, const double* d, Instructions instruction
     return product;
 }
 
-MatrixXd CrossProduct(const MatrixXd& X, const double* z, Eigen::Index m, Instructions instructions) {
-    const Index k = X.cols();
+/// X'Z of n rows of k and m columns.
+MatrixXd Rectangle(const Panel& x, const Panel& z, Index n, Index k, Index m, Instructions instructions) {
     std::vector<double> cells(static_cast<std::size_t>(Lanes * k * m));
     const Sums sums{cells.data(), m, false};
-    AddRows({X.rows(), k, m, {X.data(), X.rows()}, {z, X.rows()}, nullptr}, sums, instructions);
+    AddRows({n, k, m, x, z, nullptr}, sums, instructions);
     MatrixXd product(k, m);
     for (Index j = 0; j < m; ++j) {
         for (Index i = 0; i < k; ++i) product(i, j) = Total(sums.At(i, j));
     }
     return product;
+}
+
+}  // namespace
+
+MatrixXd RankUpdate(const MatrixXd& X, const double* d, Instructions instructions) {
+    return Triangle({X.data(), X.rows()}, X.rows(), X.cols(), d, instructions);
+}
+
+MatrixXd CrossProduct(const MatrixXd& X, const double* z, Eigen::Index m, Instructions instructions) {
+    return Rectangle({X.data(), X.rows()}, {z, X.rows()}, X.rows(), X.cols(), m, instructions);
+}
+
+MatrixXd WindowProducts(const double* x, Eigen::Index n, Eigen::Index k, Instructions instructions) {
+    return Triangle({x, 1}, n, k, nullptr, instructions);
+}
+
+RowVectorXd LagProducts(const double* x, Eigen::Index n, Eigen::Index m, Instructions instructions) {
+    return Rectangle({x, 1}, {x, 1}, n, 1, m, instructions);
 }
 
 }  // namespace quarn::detail

@@ -20,4 +20,13 @@ MatrixXd RankUpdate(const MatrixXd& X, const double* d, Instructions instruction
 MatrixXd CrossProduct(const MatrixXd& X, const double* z, Eigen::Index m,
                       Instructions instructions = Instructions::Best);
 
+/// X'X of the k windows of n cells of x that start at cells 0 to k - 1: cell (i, j) is the sum over t < n of
+/// x(t + i) x(t + j). Requires: n + k - 1 cells.
+MatrixXd WindowProducts(const double* x, Eigen::Index n, Eigen::Index k,
+                        Instructions instructions = Instructions::Best);
+
+/// The first m cells of its first row: the sums over t < n of x(t) x(t + j), j from 0 on. Requires: n + m - 1 cells.
+RowVectorXd LagProducts(const double* x, Eigen::Index n, Eigen::Index m,
+                        Instructions instructions = Instructions::Best);
+
 }  // namespace quarn::detail

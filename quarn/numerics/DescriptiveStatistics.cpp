@@ -25,13 +25,7 @@ bool HasNaN(const VectorView& x) {
     return found;
 }
 
-/// The mean, corrected by the mean of the deviations from it: exact for equal values, whose sum may be rounded.
-double CorrectedMean(const VectorView& x) {
-    const double mean = vectorMean(x);
-    return mean + detail::SumOfDeviations(x, mean) / Count(x);
-}
-
-double SumOfSquaredDeviations(const VectorView& x) { return detail::SumOfSquares(x, CorrectedMean(x)); }
+double SumOfSquaredDeviations(const VectorView& x) { return detail::SumOfSquares(x, detail::CorrectedMean(x)); }
 
 double StandardDeviation(double sumOfSquares, double n) { return std::sqrt(sumOfSquares) / std::sqrt(n - 1.0); }
 
@@ -117,7 +111,7 @@ double vectorVar(const VectorView& x) { return SumOfSquaredDeviations(x) / (Coun
 double vectorSd(const VectorView& x) { return StandardDeviation(SumOfSquaredDeviations(x), Count(x)); }
 
 double vectorCorr(const VectorView& x, const VectorView& y) {
-    const double n = Count(x), xMean = CorrectedMean(x), yMean = CorrectedMean(y);
+    const double n = Count(x), xMean = detail::CorrectedMean(x), yMean = detail::CorrectedMean(y);
     const double scale = std::sqrt(detail::SumOfSquares(x, xMean)) * std::sqrt(detail::SumOfSquares(y, yMean));
     return (n - 1.0) / (n - 2.0) * detail::SumOfProducts(x, xMean, y, yMean) / scale;
 }
@@ -161,7 +155,7 @@ void vectorSummary(const VectorView& x, RowVectorXd& out) {
     const Index n = x.size();
     const VectorXd sorted = SortVector(x);
     const double median = n % 2 == 1 ? sorted[n / 2] : 0.5 * (sorted[n / 2 - 1] + sorted[n / 2]);
-    const double centre = CorrectedMean(x);
+    const double centre = detail::CorrectedMean(x);
     const double sumOfSquares = detail::SumOfSquares(x, centre);
     const double variance = sumOfSquares / (Count(x) - 1.0);
     const double skewness = detail::SumOfCubes(x, centre) / Count(x) / (variance * std::sqrt(variance));

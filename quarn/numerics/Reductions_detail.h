@@ -34,6 +34,13 @@ inline double SumOfDeviations(const VectorView& x, double centre) {
     return SumOf(x.size(), [cells, centre](Eigen::Index i) { return cells[i] - centre; });
 }
 
+/// The mean, corrected by the mean of the deviations from it: exact for equal values, whose sum may be rounded.
+inline double CorrectedMean(const VectorView& x) {
+    const auto n = static_cast<double>(x.size());
+    const double mean = Sum(x) / n;
+    return mean + SumOfDeviations(x, mean) / n;
+}
+
 /// Sum of (x - centre)^2.
 inline double SumOfSquares(const VectorView& x, double centre) {
     const double* const cells = x.data();
