@@ -74,7 +74,7 @@ TEST(MCMCdiagnostics, AgreeWithBothRegressionsByQr) {
                                  omega / variance};
         const RowVectorXd out = Diagnostics(x);
         for (Index i = 0; i < 5; ++i) {
-            EXPECT_NEAR(static_cast<double>(out[i] / expected[i]), 1.0, 1e-8) << "entry " << i << ", n " << x.size();
+            EXPECT_NEAR(static_cast<double>(out[i] / expected[i]), 1.0, 1e-11) << "entry " << i << ", n " << x.size();
         }
     }
 }
