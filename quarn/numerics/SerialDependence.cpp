@@ -1,13 +1,13 @@
 // Autocorrelations, and the long-run variance by two regressions.
 //
-// The second regression of MCMCdiagnostics is not run as it is stated. The first one's residual at lag k is
-// e(t-k) = x(t-k) - f0 - sum over j of f(j) x(t-k-j), j = 1 to 6; with three of them beside six lags of x, the
-// regressors span exactly a constant and nine lags of x, for the coefficients of x(t-7), x(t-8) and x(t-9) in them form
-// a triangle with f(6) on its diagonal. Its residuals are hence those of an autoregression of order 9, and its
+// The second regression of MCMCdiagnostics is not run as it is stated. The first one's residual at lag k is e(t-k) =
+// x(t-k) - f0 - sum over j of f(j) x(t-k-j), j = 1 to 6; with three of them beside six lags of x, the regressors
+// span exactly a constant and nine lags of x, for the coefficients of x(t-7), x(t-8) and x(t-9) in them form a
+// triangle with f(6) on its diagonal. Its residuals are hence those of an autoregression of order 9, and its
 // coefficients follow from that one's, a(1) to a(9), by comparing the coefficients of x(t-9) down to x(t-1). This is
-// the same solution, found where the problem is well conditioned: f(6) is near 0 in most chains, and the stated normal
-// equations then lose 6 to 11 digits, and more where the mean is far from 0. Without copies of
-// the lags it takes a tenth of the time or less.
+// the same solution, found where the problem is well conditioned: f(6) is near 0 in most chains, and the stated
+// normal equations then lose 6 to 11 digits, and more where the mean is far from 0. Without copies of the lags it
+// takes a tenth of the time or less.
 
 #include <quarn/numerics/CrossProduct_detail.h>
 #include <quarn/numerics/PosteriorAnalysis.h>
