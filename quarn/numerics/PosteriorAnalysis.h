@@ -36,7 +36,7 @@ QUARN_EXPORT MatrixXd ACFData(const Eigen::Ref<const VectorXd>& x, int lags);
 /// Gaussian kernel densities of the columns of X (n x k) at the points of one grid: the mean over rows r of
 /// phi((grid(i) - X(r, c)) / h) / h, with the bandwidth h = 1.06 sd(c) n^-0.2. The grid is overwritten: its G points
 /// are equally spaced over the range of the whole of X, extended by 5% of its width at both ends.
-/// Ensures:  G x k. Within 1e-12 of the direct sum, relative, down to densities of 1e-300 of a kernel's peak, below
+/// Ensures:  G x k. Within 1e-12 of the direct sum, relative, down to densities of 1e-285 of a kernel's peak, below
 ///           which 0 may stand. NaN in the column of equal draws, or of a single one; grid and densities are NaN with G
 ///           of 1, with a cell that is not finite, or with a range that overflows.
 /// Cost:     a sort and 24 multiply-adds for each draw, up to 24 G min(m, 600) for the grid, m the number of cells
