@@ -17,8 +17,8 @@
 #include <quarn/numerics/DescriptiveStatistics.h>
 #include <quarn/numerics/MatrixHelpers.h>
 #include <quarn/numerics/MatrixText.h>
-#include <quarn/numerics/Quadrature.h>
 #include <quarn/numerics/PosteriorAnalysis.h>
+#include <quarn/numerics/Quadrature.h>
 #include <quarn/numerics/Sorting.h>
 #include <quarn/optimize/LogLikelihoods.h>
 #include <quarn/optimize/Optimize.h>
