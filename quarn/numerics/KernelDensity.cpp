@@ -8,14 +8,13 @@
 // than 2e-14 of the smallest possible value of the sum. Cells too far from a grid point to matter are skipped.
 
 #include <quarn/numerics/DescriptiveStatistics.h>
+#include <quarn/numerics/NormalTail_detail.h>
 #include <quarn/numerics/PosteriorAnalysis.h>
 #include <quarn/numerics/Reductions_detail.h>
 #include <quarn/numerics/Sorting.h>
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
-#include <cstdint>
 #include <limits>
 #include <vector>
 
@@ -28,36 +27,11 @@ using Eigen::Index;
 constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double CellWidth = 0.125;
 constexpr Index Terms = 24;
-constexpr double Reach = 37.6;  // exp(-Reach^2 / 2) is above the smallest normal number
+constexpr double Reach = 37.6;  // NormalKernel is 0 beyond
 constexpr Index BlockSize = 64;
 
 /// Cells left out of the sum at a grid point hold less than exp(-NegligibleLog) of it: 2^-56.
 constexpr double NegligibleLog = 39.0;
-
-/// exp(-v) within 1e-15, relative: 2^k times a polynomial for the rest, |rest| <= ln(2) / 2. Without branches or calls,
-/// so that compilers can work on several at a time. Requires: 0 <= v <= 708.
-inline double ExpOfMinus(double v) {
-    constexpr double Shifter = 0x1.8p52;  // the sum's last bits are the rounded integer
-    constexpr double Log2E = 0x1.71547652b82fep0, Ln2High = 0x1.62e42feep-1, Ln2Low = 0x1.a39ef35793c76p-33;
-    const double shifted = Shifter - v * Log2E, k = shifted - Shifter;
-    const double r = (-v - k * Ln2High) - k * Ln2Low;
-    double sum = 1.0 / 6227020800.0;  // Taylor's series to r^13 / 13!
-    constexpr double Coefficients[] = {1.0 / 479001600.0,
-                                       1.0 / 39916800.0,
-                                       1.0 / 3628800.0,
-                                       1.0 / 362880.0,
-                                       1.0 / 40320.0,
-                                       1.0 / 5040.0,
-                                       1.0 / 720.0,
-                                       1.0 / 120.0,
-                                       1.0 / 24.0,
-                                       1.0 / 6.0,
-                                       0.5,
-                                       1.0,
-                                       1.0};
-    for (const double coefficient : Coefficients) sum = sum * r + coefficient;
-    return sum * std::bit_cast<double>((std::bit_cast<std::uint64_t>(shifted) + 1023U) << 52U);
-}
 
 /// The cells of one column that hold draws, in ascending order; the width and the centres in the unit of the draws.
 struct Cells {
@@ -87,7 +61,7 @@ void AddMoments(const double* draws, Index count, double centre, double scale, d
     double e[BlockSize], weight[BlockSize];
     for (Index i = 0; i < count; ++i) {
         e[i] = (draws[i] - centre) * scale;
-        weight[i] = ExpOfMinus(0.5 * e[i] * e[i]);
+        weight[i] = detail::NormalKernel(std::abs(e[i]));
     }
     for (Index p = 0; p < Terms; ++p) {
         moments[p * stride] += detail::SumOf(count, [&weight](Index i) { return weight[i]; });
@@ -137,7 +111,7 @@ double SumOfBlock(const Cells& cells, Index from, Index count, double point) {
         const double* const moments = &cells.moments(from, p);
         for (Index c = 0; c < count; ++c) sum[c] = sum[c] * a[c] + moments[c];
     }
-    return detail::SumOf(count, [&](Index c) { return sum[c] * ExpOfMinus(0.5 * a[c] * a[c]); });
+    return detail::SumOf(count, [&](Index c) { return sum[c] * detail::NormalKernel(std::abs(a[c])); });
 }
 
 double SumOfKernels(const Cells& cells, double point, double logOfCount) {
