@@ -9,6 +9,10 @@
 #include <quarn/base/Globals.h>
 #include <quarn/base/ProcessID.h>
 #include <quarn/base/Types.h>
+#include <quarn/classical/MVNORMEM.h>
+#include <quarn/classical/OLSChol.h>
+#include <quarn/classical/OLSEM.h>
+#include <quarn/classical/kmeansClassifier.h>
 #include <quarn/datasets/Dataset.h>
 #include <quarn/datasets/StatusTexts.h>
 #include <quarn/datasets/TimeFormats.h>

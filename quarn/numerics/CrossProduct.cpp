@@ -16,17 +16,6 @@ using Eigen::Index;
 
 constexpr Index Lanes = 4;
 
-/// Four lanes: one register with AVX2, two without.
-using Quad = double __attribute__((vector_size(32)));
-
-// At any address. By reference: a result of this type would have another calling convention without AVX2.
-__attribute__((always_inline)) inline void Load(Quad& lanes, const double* from) {
-    __builtin_memcpy(&lanes, from, sizeof lanes);
-}
-__attribute__((always_inline)) inline void Store(double* to, const Quad& lanes) {
-    __builtin_memcpy(to, &lanes, sizeof lanes);
-}
-
 /// Rows of a chunk: the seven columns of a tile (14 kB) stay in the first-level cache, those of 100 columns in the
 /// second.
 constexpr Index ChunkRows = 256;
@@ -151,17 +140,16 @@ AddChunkFunction BestAddChunk() { return __builtin_cpu_supports("avx2") ? AddChu
 AddChunkFunction BestAddChunk() { return AddChunkPortable; }
 #endif
 
-/// The last n < 4 rows of a panel, filled up with zeros, which leave the sums as they are.
-std::vector<double> PaddedRows(const Panel& panel, Index columns, Index from, Index n) {
-    std::vector<double> rows(static_cast<std::size_t>(Lanes * columns));
-    for (Index j = 0; j < columns; ++j) {
-        std::copy_n(panel.Column(j) + from, n, rows.begin() + static_cast<std::ptrdiff_t>(Lanes * j));
-    }
-    return rows;
+/// The last n < 4 rows of a panel, filled up with zeros, which leave the sums as they are. Moves `room` on.
+Panel PaddedRows(const Panel& panel, Index columns, Index from, Index n, double*& room) {
+    double* const rows = room;
+    room = std::fill_n(rows, Lanes * columns, 0.0);
+    for (Index j = 0; j < columns; ++j) std::copy_n(panel.Column(j) + from, n, rows + Lanes * j);
+    return {rows, Lanes};
 }
 
-/// Sweeps over all rows of `whole`, whose n is any number.
-void AddRows(const Chunk& whole, const Sums& sums, Instructions instructions) {
+/// Sweeps over all rows of `whole`, whose n is any number. `room` is for 4 (k + m + 1) cells.
+void AddRows(const Chunk& whole, const Sums& sums, double* room, Instructions instructions) {
     const AddChunkFunction addChunk = instructions == Instructions::Best ? BestAddChunk() : AddChunkPortable;
     const Index full = whole.n - whole.n % Lanes;
     for (Index from = 0; from < full; from += ChunkRows) {
@@ -175,35 +163,68 @@ void AddRows(const Chunk& whole, const Sums& sums, Instructions instructions) {
     }
     const Index left = whole.n - full;
     if (left == 0) return;
-    const auto x = PaddedRows(whole.x, whole.k, full, left);
-    const auto z = PaddedRows(whole.z, whole.m, full, left);
-    const auto d = whole.d ? PaddedRows({whole.d, whole.n}, 1, full, left) : std::vector<double>();
-    addChunk({Lanes, whole.k, whole.m, {x.data(), Lanes}, {z.data(), Lanes}, whole.d ? d.data() : nullptr}, sums);
+    const Panel x = PaddedRows(whole.x, whole.k, full, left, room);
+    const Panel z = PaddedRows(whole.z, whole.m, full, left, room);
+    const double* const d = whole.d ? PaddedRows({whole.d, whole.n}, 1, full, left, room).cells : nullptr;
+    addChunk({Lanes, whole.k, whole.m, x, z, d}, sums);
 }
 
 double Total(const double* lane) { return (lane[0] + lane[2]) + (lane[1] + lane[3]); }
 
+}  // namespace
+
+CrossProductSums::CrossProductSums(Index k, Index m, bool isTriangle, Instructions instructions)
+    : m_k(k),
+      m_m(m),
+      m_isTriangle(isTriangle),
+      m_instructions(instructions),
+      m_lanes(static_cast<std::size_t>(Lanes * (isTriangle ? k * (k + 1) / 2 : k * m))),
+      m_rows(static_cast<std::size_t>(Lanes * (k + m + 1))) {}
+
+CrossProductSums::CrossProductSums(Index k, Instructions instructions) : CrossProductSums(k, k, true, instructions) {}
+
+CrossProductSums::CrossProductSums(Index k, Index m, Instructions instructions)
+    : CrossProductSums(k, m, false, instructions) {}
+
+void CrossProductSums::Clear() { std::fill(m_lanes.begin(), m_lanes.end(), 0.0); }
+
+void CrossProductSums::Add(Index n, const double* x, Index stride, const double* d) {
+    const Panel panel{x, stride};
+    AddRows({n, m_k, m_k, panel, panel, d}, {m_lanes.data(), m_k, true}, m_rows.data(), m_instructions);
+}
+
+void CrossProductSums::Add(Index n, const double* x, Index xStride, const double* z, Index zStride) {
+    AddRows({n, m_k, m_m, {x, xStride}, {z, zStride}, nullptr}, {m_lanes.data(), m_m, false}, m_rows.data(),
+            m_instructions);
+}
+
+void CrossProductSums::Total(MatrixXd& product) const {
+    const double* lane = m_lanes.data();
+    for (Index i = 0; i < m_k; ++i) {
+        for (Index j = 0; j < (m_isTriangle ? i + 1 : m_m); ++j, lane += Lanes) {
+            product(i, j) = detail::Total(lane);
+            if (m_isTriangle) product(j, i) = product(i, j);
+        }
+    }
+}
+
+namespace {
+
 /// X' diag(d) X of n rows of k columns; d may be null.
 MatrixXd Triangle(const Panel& x, Index n, Index k, const double* d, Instructions instructions) {
-    std::vector<double> cells(static_cast<std::size_t>(Lanes * k * (k + 1) / 2));
-    const Sums sums{cells.data(), k, true};
-    AddRows({n, k, k, x, x, d}, sums, instructions);
+    CrossProductSums sums(k, instructions);
+    sums.Add(n, x.cells, x.stride, d);
     MatrixXd product(k, k);
-    for (Index i = 0; i < k; ++i) {
-        for (Index j = 0; j <= i; ++j) product(i, j) = product(j, i) = Total(sums.At(i, j));
-    }
+    sums.Total(product);
     return product;
 }
 
 /// X'Z of n rows of k and m columns.
 MatrixXd Rectangle(const Panel& x, const Panel& z, Index n, Index k, Index m, Instructions instructions) {
-    std::vector<double> cells(static_cast<std::size_t>(Lanes * k * m));
-    const Sums sums{cells.data(), m, false};
-    AddRows({n, k, m, x, z, nullptr}, sums, instructions);
+    CrossProductSums sums(k, m, instructions);
+    sums.Add(n, x.cells, x.stride, z.cells, z.stride);
     MatrixXd product(k, m);
-    for (Index j = 0; j < m; ++j) {
-        for (Index i = 0; i < k; ++i) product(i, j) = Total(sums.At(i, j));
-    }
+    sums.Total(product);
     return product;
 }
 
