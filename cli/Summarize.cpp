@@ -7,10 +7,12 @@
 
 #include <wx/strconv.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <map>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <system_error>
 #include <vector>
 
@@ -34,7 +36,10 @@ char DelimiterOf(const std::string& text) {
     return text == "blank" ? ' ' : text.front();
 }
 
+constexpr std::string_view Http = "http://";
+
 std::string WhyNotOpened(const std::string& file) {
+    if (file.starts_with("https://")) return "cannot open: only plain http:// is understood";
     std::error_code error;
     const auto status = std::filesystem::status(file, error);
     if (!std::filesystem::exists(status)) return "cannot open: no such file";
@@ -42,8 +47,15 @@ std::string WhyNotOpened(const std::string& file) {
     return "cannot open or read it";
 }
 
+std::shared_ptr<Dataset> Import(const std::string& file, char delimiter) {
+    if (!file.starts_with(Http)) return std::make_shared<Dataset>(file, delimiter);
+    const std::string address = file.substr(Http.size());
+    const auto slash = std::min(address.find('/'), address.size());
+    return std::make_shared<Dataset>(address.substr(0, slash), address.substr(slash), delimiter);
+}
+
 std::shared_ptr<Dataset> Load(const SummarizeOptions& options) {
-    auto dataset = std::make_shared<Dataset>(options.File, DelimiterOf(options.Delimiter));
+    auto dataset = Import(options.File, DelimiterOf(options.Delimiter));
     if (!dataset->Loaded)
         throw Failure(options.File + ": " +
                       (dataset->StatusText.empty() ? WhyNotOpened(options.File) : dataset->StatusText));
@@ -66,7 +78,10 @@ void AddSummarize(CLI::App& app) {
     const auto options = std::make_shared<SummarizeOptions>();
     CLI::App* const command =
         app.add_subcommand("summarize", "Print descriptive statistics of the variables of a file");
-    command->add_option("FILE", options->File, "Delimited text: a line of names, then one line per observation")
+    command
+        ->add_option(
+            "FILE", options->File,
+            "Delimited text: a line of names, then one line per observation; a path or http://host[:port]/path")
         ->required();
     command->add_option("VARIABLE", options->Variables, "Variables to summarize, in this order; all if none is given");
     command->add_option("-d,--delimiter", options->Delimiter, "Character between fields, or: tab, blank")

@@ -1,8 +1,8 @@
 #include <quarn/datasets/ByteSource_detail.h>
+#include <quarn/datasets/FileDescriptor_detail.h>
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cstring>
 #include <fcntl.h>
 #include <poll.h>
@@ -12,32 +12,6 @@
 
 namespace quarn::detail {
 namespace {
-
-class FileDescriptor {
- public:
-    explicit FileDescriptor(int descriptor) : m_descriptor(descriptor) {}
-    FileDescriptor(FileDescriptor&& other) noexcept : m_descriptor(std::exchange(other.m_descriptor, -1)) {}
-    FileDescriptor(const FileDescriptor&) = delete;
-    FileDescriptor& operator=(const FileDescriptor&) = delete;
-    FileDescriptor& operator=(FileDescriptor&&) = delete;
-    ~FileDescriptor() {
-        if (m_descriptor >= 0) close(m_descriptor);
-    }
-    int Get() const { return m_descriptor; }
-
- private:
-    int m_descriptor;
-};
-
-/// A system call, again while signals interrupt it; nothing on failure.
-template <class Call>
-std::optional<std::size_t> Retried(Call&& call) {
-    for (;;) {
-        const auto got = call();
-        if (got >= 0) return static_cast<std::size_t>(got);
-        if (errno != EINTR) return std::nullopt;
-    }
-}
 
 class MemorySource final : public ByteSource {
  public:

@@ -3,11 +3,13 @@
 #include <quarn/datasets/ByteSource_detail.h>
 #include <quarn/datasets/Dataset.h>
 #include <quarn/datasets/DelimitedText_detail.h>
+#include <quarn/datasets/Http_detail.h>
 #include <quarn/datasets/LineBlocks_detail.h>
 #include <quarn/datasets/StatusTexts.h>
 
 #include <algorithm>
 #include <cstring>
+#include <exception>
 #include <limits>
 #include <new>
 #include <utility>
@@ -58,6 +60,24 @@ std::optional<std::string> FirstDuplicate(std::vector<std::string> names) {
 
 Dataset::Dataset(const std::string& path, const char& delimiter) : NumObs(0), NumVars(0) {
     if (const auto source = detail::OpenSource(path)) Import(*source, delimiter);
+}
+
+Dataset::Dataset(const std::string& host, const std::string& file, const char& delimiter) : NumObs(0), NumVars(0) {
+    try {
+        ImportOverHttp(host, file, delimiter);
+    } catch (const std::exception& exception) {
+        *this = Dataset({}, MatrixXd());
+        Loaded = false;
+        StatusText = std::string(StatusTexts::Exception) + exception.what() + StatusTexts::EndOfException;
+    }
+}
+
+void Dataset::ImportOverHttp(const std::string& host, const std::string& file, char delimiter) {
+    detail::HttpReply reply = detail::FetchFile(host, file);
+    StatusText = detail::WhyNotFetched(reply, host, file);
+    if (!StatusText.empty()) return;
+    detail::MakePlainLines(reply.Body);
+    Import(*detail::MakeMemorySource(std::move(reply.Body)), delimiter);
 }
 
 void Dataset::Import(detail::ByteSource& source, char delimiter) {

@@ -19,6 +19,24 @@ inline constexpr char DuplicateNames[] =
     "Duplicate variable names were found in the dataset. The first duplicate was: ";  // then the name
 inline constexpr char SurplusValues[] = "More values were provided for some observations than the number of variables.";
 
+// Import over HTTP.
+inline constexpr char NoConnection[] = "Quarn could not connect to \"";  // then the host, then
+inline constexpr char CauseOfNoConnection[] =
+    "\". This could be due to an invalid URL or problems with the machine's Ineternet connection.";
+inline constexpr char RequestTo[] = "The request to \"";              // then the host, then
+inline constexpr char IsRedirected[] = "\" is being redirected ";     // then the status code, below
+inline constexpr char NoAccessToFile[] = "Could not access file \"";  // then the file, then
+inline constexpr char OnServer[] = "\" on server \"";                 // then the host, then
+inline constexpr char EndOfServer[] = "\" ";                          // then the status code
+inline constexpr char Server[] = "Server \"";                         // then the host, then
+inline constexpr char ReturnedError[] = "\" returned an error ";
+inline constexpr char RequestToServer[] = "The request to server \"";         // then the host, then
+inline constexpr char FailedWithCode[] = "\" failed with HTTP status code ";  // then the code, then
+inline constexpr char HttpStatusCode[] = "\n(HTTP status code: ";             // then the code, then
+inline constexpr char EndOfStatusCode[] = ").";
+inline constexpr char Exception[] = "Exception: \"";  // then its text, then
+inline constexpr char EndOfException[] = "\".";
+
 // Time formats.
 inline constexpr char UnknownTimeFormat[] = "Unknown time-series format.";
 inline constexpr char NonIntegerTimes[] = "The time variable contains non-integer values.";

@@ -1,3 +1,4 @@
+#include "../support/LoopbackServer.h"
 #include "../support/TemporaryFile.h"
 
 #include <gtest/gtest.h>
@@ -8,6 +9,7 @@
 
 namespace {
 
+using quarn::testing::LoopbackServer;
 using quarn::testing::TemporaryFile;
 
 struct Outcome {
@@ -69,6 +71,19 @@ TEST(QuarnSummarize, ReadsAPipeAsAFile) {
     EXPECT_EQ(std::system(("printf 'a\\n1\\n' " + piped + " >/dev/null").c_str()), 0);
 }
 
+TEST(QuarnSummarize, FetchesFromAServer) {
+    const LoopbackServer server("HTTP/1.0 200 OK\r\n\r\na;b\r\n1;NA\r\n2;4\r\n6;5\r\n");
+    const Outcome outcome = Quarn("summarize -d ';' http://" + server.Host() + "/dir/some.csv");
+    EXPECT_EQ(outcome.output.substr(0, 30), "SUMMARY STATISTICS: some.csv\n\n") << outcome.errors;
+    EXPECT_EQ(Row(outcome.output, "b"), "b 2 4.5 0.7071068 4 5");
+    EXPECT_TRUE(server.Request().starts_with("GET /dir/some.csv HTTP/1.0\r\n"));
+    const LoopbackServer without("HTTP/1.0 404 Not Found\r\n\r\n");
+    const Outcome missing = Quarn("summarize http://" + without.Host());
+    EXPECT_EQ(missing.status, 1);
+    EXPECT_EQ(missing.errors, "quarn: http://" + without.Host() + ": Could not access file \"\" on server \"" +
+                                  without.Host() + "\" \n(HTTP status code: 404).\n");
+}
+
 TEST(QuarnSummarize, PutsMessagesOnStandardErrorAndTellsByItsStatus) {
     const TemporaryFile duplicate("a,a\n1,2\n"), surplus("a\n1,2\n"), missing("a,b\n1,NA\n");
     const struct {
@@ -79,6 +94,7 @@ TEST(QuarnSummarize, PutsMessagesOnStandardErrorAndTellsByItsStatus) {
         {"summarize /nowhere/at/all", 1, "/nowhere/at/all: cannot open: no such file"},
         {"summarize /", 1, "/: cannot open: it is a directory"},
         {"summarize /dev/null", 1, "/dev/null: cannot open"},
+        {"summarize https://127.0.0.1/a.csv", 1, "https://127.0.0.1/a.csv: cannot open: only plain http:// is"},
         {"summarize " + duplicate.Path(), 1,
          duplicate.Path() + ": Duplicate variable names were found in the dataset. The first duplicate was: a\n"},
         {"summarize " + surplus.Path(), 1,

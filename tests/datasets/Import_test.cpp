@@ -1,4 +1,5 @@
 #include "../support/CommaLocale.h"
+#include "../support/Difference.h"
 #include "../support/Matrices.h"
 #include "../support/TemporaryFile.h"
 
@@ -29,6 +30,7 @@ namespace {
 using namespace std::string_literals;
 using quarn::Dataset;
 using quarn::MatrixXd;
+using quarn::testing::Difference;
 using quarn::testing::SameCells;
 using quarn::testing::TemporaryFile;
 
@@ -202,21 +204,6 @@ Dataset ReferenceImport(const std::string& text, char delimiter) {
     }
     out.Loaded = true;
     return out;
-}
-
-/// What differs between two imports, or "".
-std::string Difference(const Dataset& a, const Dataset& b) {
-    if (a.Loaded != b.Loaded || a.StatusText != b.StatusText) return "status: " + a.StatusText + " / " + b.StatusText;
-    if (a.VarNames != b.VarNames || a.NumVars != b.NumVars) return "names";
-    if (a.NumObs != b.NumObs) return "number of observations";
-    if (!SameCells(a.Data, b.Data)) return "cells";
-    const auto sameString = [](const auto& x, const auto& y) {
-        return x.first == y.first && x.second.Column == y.second.Column && x.second.Name == y.second.Name &&
-               x.second.Values == y.second.Values;
-    };
-    if (!std::equal(a.StringVars.begin(), a.StringVars.end(), b.StringVars.begin(), b.StringVars.end(), sameString))
-        return "strings";
-    return "";
 }
 
 class HostileText {

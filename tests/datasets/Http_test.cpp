@@ -1,0 +1,302 @@
+#include "../support/Difference.h"
+#include "../support/LoopbackServer.h"
+#include "../support/TemporaryFile.h"
+
+#include <quarn/datasets/Http_detail.h>
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdint>
+#include <new>
+#include <optional>
+#include <thread>
+
+namespace {
+
+using namespace std::chrono_literals;
+using namespace std::string_literals;
+using quarn::Dataset;
+using quarn::detail::FetchFile;
+using quarn::detail::HttpLimits;
+using quarn::testing::Difference;
+using quarn::testing::LoopbackServer;
+using quarn::testing::TemporaryFile;
+
+const std::string ok = "HTTP/1.0 200 OK\r\n", plain = ok + "Server: test\r\n\r\n";
+
+std::string WithLength(const std::string& text, std::size_t length) {
+    return ok + "content-LENGTH: " + std::to_string(length) + "\r\n\r\n" + text;
+}
+
+/// A reply in chunks of size bytes.
+std::string InChunks(const std::string& text, std::size_t size) {
+    std::string reply = "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n";
+    for (std::size_t i = 0; i < text.size(); i += size) {
+        std::ostringstream length;
+        length << std::hex << std::min(size, text.size() - i);
+        reply += length.str() + ";name=value\r\n" + text.substr(i, size) + "\r\n";
+    }
+    return reply + "0\r\nTrailer: 1\r\n\r\n";
+}
+
+Dataset Served(const std::string& reply) {
+    const LoopbackServer server(reply);
+    return Dataset(server.Host(), "/data.csv", ',');
+}
+
+Dataset FromDisk(const std::string& text) { return Dataset(TemporaryFile(text).Path(), ','); }
+
+TEST(ImportOverHttp, GivesTheDatasetOfTheFileOnDisk) {
+    const std::string texts[] = {"a,b\n1,x\n3,4\n",
+                                 "a,b\n1,x\n3,4",
+                                 "a,b\n1,2\n\n",
+                                 "QuarnSystemVar_obsID,b\n7,\n\n8,é\n",
+                                 "a,a\n1,2\n",
+                                 "a\n1,2\n",
+                                 "a",
+                                 "",
+                                 "\n",
+                                 "a,\xE9\n1,\xE9\n"};
+    for (const std::string& text : texts) {
+        const Dataset expected = FromDisk(text);
+        for (const std::string& reply :
+             {plain + text, WithLength(text, text.size()), InChunks(text, 1), InChunks(text, 5),
+              WithLength(text + "not of the file", text.size()), "HTTP/1.1 206 Part\nAge: 1\n\n" + text})
+            EXPECT_EQ(Difference(Served(reply), expected), "") << reply;
+    }
+    const Dataset loaded = Served(plain + texts[0]);
+    EXPECT_TRUE(loaded.Loaded && loaded.StatusText.empty() && loaded.Name.empty());
+    EXPECT_EQ(loaded.NumObs, 2);
+}
+
+TEST(ImportOverHttp, TakesLineEndsOfAnySystem) {
+    const Dataset expected = FromDisk("a,b\n1,2\n\n3,4\n");
+    ASSERT_TRUE(expected.StringVars.empty());
+    for (const char* text :
+         {"a,b\r\n1,2\r\n\r\n3,4\r\n", "a,b\r\n1,2\r\n\r\n3,4", "a,b\r1,2\r\r3,4\r", "a,b\r\n1,2\n\r3,4"})
+        EXPECT_EQ(Difference(Served(plain + text), expected), "") << text;
+}
+
+TEST(ImportOverHttp, DropsAByteOrderMarkAndDecodesByIt) {
+    const std::string text = "QuarnSystemVar_obsID,b\n5,\xC3\xA9\n6,x\n";
+    const Dataset expected = FromDisk(text);
+    ASSERT_EQ(expected.StringVars.at(1).Values[0], "\xC3\xA9");
+    std::string little = "\xFF\xFE", big = "\xFE\xFF", wide = "\xFF\xFE\0\0"s;
+    for (const char c : "QuarnSystemVar_obsID,b\n5,\xE9\n6,x\n"s) {
+        little += {c, '\0'};
+        big += {'\0', c};
+        wide += {c, '\0', '\0', '\0'};
+    }
+    for (const std::string& marked : {"\xEF\xBB\xBF" + text, little, big, wide})
+        EXPECT_EQ(Difference(Served(plain + marked), expected), "") << marked;
+}
+
+TEST(ImportOverHttp, WordsEveryStatus) {
+    const struct {
+        std::string status, text;
+    } cases[] = {
+        {"301", "The request to \"HOST\" is being redirected \n(HTTP status code: 301)."},
+        {"302", "The request to \"HOST\" is being redirected \n(HTTP status code: 302)."},
+        {"400", "Could not access file \"/data.csv\" on server \"HOST\" \n(HTTP status code: 400)."},
+        {"404", "Could not access file \"/data.csv\" on server \"HOST\" \n(HTTP status code: 404)."},
+        {"500", "Server \"HOST\" returned an error "},
+        {"503", "Server \"HOST\" returned an error "},
+        {"100", "The request to server \"HOST\" failed with HTTP status code 100\n(HTTP status code: 100)."},
+        {"600", "The request to server \"HOST\" failed with HTTP status code 600\n(HTTP status code: 600)."},
+        {"0",
+         "Quarn could not connect to \"HOST\". This could be due to an invalid URL or problems with the machine's "
+         "Ineternet connection."},
+    };
+    for (auto [status, text] : cases)
+        for (const char* rest :
+             {" Word\r\nLocation: http://127.0.0.1:1/\r\nContent-Length: 3\r\n\r\na,b", "\r\n", "\n"}) {
+            const LoopbackServer server("HTTP/1.0 " + status + rest);
+            const Dataset dataset(server.Host(), "/data.csv", ',');
+            std::string expected = text;
+            expected.replace(expected.find("HOST"), 4, server.Host());
+            EXPECT_EQ(dataset.StatusText, expected);
+            EXPECT_FALSE(dataset.Loaded || !dataset.VarNames.empty() || dataset.Data.size() > 0);
+        }
+}
+
+TEST(ImportOverHttp, AsksForTheFileAndNothingElse) {
+    const LoopbackServer server(plain);
+    const std::pair<std::string, std::string> targets[] = {
+        {"/d/a.csv?x=1", "/d/a.csv?x=1"},
+        {"a b%20.csv", "/a%20b%20.csv"},
+        {"", "/"},
+        {"/a HTTP/1.0\r\nX: \xC3\xA9", "/a%20HTTP/1.0%0D%0AX:%20%C3%A9"}};
+    for (const auto& [file, target] : targets) {
+        EXPECT_TRUE(Dataset(server.Host(), file, ',').Loaded);
+        EXPECT_TRUE(server.Request().starts_with("GET " + target + " HTTP/1.0\r\nHost: " + server.Host() + "\r\n"));
+        EXPECT_NE(server.Request().find("\r\nContent-type: text/html; charset=utf-8\r\n"), std::string::npos);
+    }
+}
+
+// ---- Servers that misbehave ----
+
+/// Limits that end a test soon.
+const HttpLimits soon{.Silence = 150ms,
+                      .Pause = 1ms,
+                      .Grace = 300ms,
+                      .BytesPerSecond = 1'000'000,
+                      .HeaderBytes = 5000,
+                      .BodyBytes = 100'000};
+
+struct Fetched {
+    int Status;
+    bool IsComplete;
+    bool operator==(const Fetched&) const = default;
+};
+
+/// What comes of an answer; it has to come soon.
+Fetched Outcome(const LoopbackServer::Answer& answer) {
+    const LoopbackServer server(answer);
+    const auto start = std::chrono::steady_clock::now();
+    const auto reply = FetchFile(server.Host(), "a", soon);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 5s);
+    return {reply.Status, reply.IsComplete};
+}
+
+TEST(ImportOverHttp, TellsAFileThatCameInPartFromAWholeOne) {
+    const std::string chunks = InChunks("a,b\n1,2\n", 6);
+    const std::pair<std::string, int> broken[] = {
+        {"", 0},
+        {"HTTP/1.0 20", 0},
+        {"a,b\n1,2\n", 0},
+        {ok, 200},
+        {ok + "Content-Le", 200},
+        {ok + "Content-Length: 3\r\n", 200},
+        {ok + "Content-Length: 3\r\n\r\na,", 200},
+        {ok + "Content-Length: x\r\n\r\na,b", 200},
+        {ok + "Content-Length: -1\r\n\r\na,b", 200},
+        {ok + "Content-Length: 99999999999999999999\r\n\r\na,b", 200},
+        {ok + "Transfer-Encoding: gzip, chunked\r\n\r\n0\r\n\r\n", 200},
+        {chunks.substr(0, chunks.find("0\r\nT")), 200},
+        {chunks.substr(0, chunks.find("a,b") + 2), 200},
+        {ok + "Transfer-Encoding: chunked\r\n\r\n2\r\na,b\r\n0\r\n\r\n", 200},
+        {ok + "Transfer-Encoding: chunked\r\n\r\n\r\n", 200},
+    };
+    for (const auto& [reply, status] : broken) {
+        EXPECT_EQ(Outcome([&](const LoopbackServer& server) { server.Send(reply); }).Status, status) << reply;
+        const Dataset dataset = Served(reply);
+        EXPECT_FALSE(dataset.Loaded) << reply;
+        EXPECT_EQ(dataset.StatusText.find("200\n(HTTP status code: 200).") != std::string::npos, status == 200)
+            << reply;
+    }
+}
+
+TEST(ImportOverHttp, DoesNotWaitForASilentServer) {
+    for (const std::string& reply : {""s, "HTTP/1.0 2"s, ok, plain, plain + "a,b\n1", WithLength("a,b\n", 9)}) {
+        const auto expected =
+            Fetched{.Status = reply.starts_with(ok) ? 200 : 0, .IsComplete = reply.size() < ok.size()};
+        EXPECT_EQ(Outcome([&](const LoopbackServer& server) {
+                      server.Send(reply);
+                      server.WaitUntilTheClientHasGone();
+                  }),
+                  expected)
+            << reply;
+    }
+    // All that was announced is here: nothing to wait for.
+    EXPECT_EQ(Outcome([&](const LoopbackServer& server) {
+                  server.Send(WithLength("a,b\n", 4));
+                  server.WaitUntilTheClientHasGone();
+              }),
+              (Fetched{200, true}));
+}
+
+TEST(ImportOverHttp, GivesUpOnATrickleAndOnAnEndlessReply) {
+    for (const std::string& start : {""s, ok, plain, WithLength("", 99'999)})
+        EXPECT_NE(Outcome([&](const LoopbackServer& server) {
+                      server.Send(start);
+                      while (server.Send("x")) std::this_thread::sleep_for(10ms);
+                  }),
+                  (Fetched{200, true}))
+            << start;
+    for (const std::string& line : {"x"s, "x: 1\r\n"s})
+        EXPECT_NE(Outcome([&](const LoopbackServer& server) {
+                      server.Send(ok);
+                      while (server.Send(line)) {
+                      }
+                  }),
+                  (Fetched{200, true}))
+            << line;
+    const std::string block(10'000, 'x'), chunk = "64\r\n" + block.substr(0, 100) + "\r\n";
+    for (const auto& [start, rest] : {std::pair(plain, block), std::pair(WithLength("", 100'001), block),
+                                      std::pair(ok + "Transfer-Encoding: chunked\r\n\r\n", chunk)})
+        EXPECT_THROW(Outcome([&](const LoopbackServer& server) {
+                         server.Send(start);
+                         while (server.Send(rest)) {
+                         }
+                     }),
+                     std::bad_alloc)
+            << start;
+}
+
+TEST(ImportOverHttp, TakesASlowReplyInPieces) {
+    const std::string reply = InChunks("a,b\r\n1,2\r\n3,x", 4);
+    const LoopbackServer server([&](const LoopbackServer& s) {
+        for (const char c : reply) {
+            s.Send({&c, 1});
+            std::this_thread::sleep_for(1ms);
+        }
+    });
+    EXPECT_EQ(Difference(Dataset(server.Host(), "a", ','), FromDisk("a,b\n1,2\n3,x")), "");
+}
+
+TEST(ImportOverHttp, PutsExceptionsIntoTheStatusText) {
+    const Dataset dataset = Served(WithLength("a,b\n1,2\n", 3'000'000'000));
+    EXPECT_EQ(dataset.StatusText, "Exception: \"std::bad_alloc\".");
+    EXPECT_FALSE(dataset.Loaded);
+    EXPECT_EQ(std::pair(dataset.NumObs, dataset.NumVars), std::pair(0, 0));
+}
+
+// ---- Hosts ----
+
+TEST(ImportOverHttp, TriesThreeTimesToFindAHost) {
+    HttpLimits limits;
+    limits.Pause = 5ms;
+    for (const std::string& host : {"nowhere.invalid"s, ""s, "127.0.0.1:"s, "127.0.0.1:x"s, "127.0.0.1:0"s,
+                                    "127.0.0.1:65536"s, "127.0.0.1:80:80"s, "127.0.0.1\0x"s, "127.0.0.1\r\nX: y"s,
+                                    "[::1"s, "[127.0.0.1]"s, ":80"s, "http://127.0.0.1"s}) {
+        const auto start = std::chrono::steady_clock::now();
+        const auto reply = FetchFile(host, "/data.csv", limits);
+        EXPECT_GE(std::chrono::steady_clock::now() - start, 15ms) << host;
+        EXPECT_EQ(quarn::detail::WhyNotFetched(reply, host, "/data.csv"),
+                  "Quarn could not connect to \"" + host +
+                      "\". This could be due to an invalid URL or problems with the machine's Ineternet connection.");
+    }
+    EXPECT_NE(quarn::detail::ResolveHost("[::1]:8080"), nullptr);
+    EXPECT_NE(quarn::detail::ResolveHost("[::1]"), nullptr);
+}
+
+TEST(ImportOverHttp, TakesPort80UnlessToldOtherwise) {
+    const auto addresses = quarn::detail::ResolveHost("127.0.0.1");
+    ASSERT_NE(addresses, nullptr);
+    EXPECT_EQ(ntohs(reinterpret_cast<const sockaddr_in*>(addresses->ai_addr)->sin_port), 80);
+}
+
+TEST(ImportOverHttp, SaysAtOnceThatNobodyListens) {
+    std::optional<LoopbackServer> server(plain);
+    const std::string host = server->Host();
+    server.reset();
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_TRUE(Dataset(host, "/data.csv", ',').StatusText.starts_with("Quarn could not connect to \"" + host));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 900ms);  // a host that is found costs no pause
+}
+
+// ---- Sizes ----
+
+TEST(ImportOverHttp, TakesALargeFile) {
+    std::string text = "a,b,c\n", withReturns = "a,b,c\r\n";
+    for (int i = 0; i < 500'000; ++i) {
+        const std::string line = std::to_string(i) + ",1234.5," + (i % 1000 == 0 ? "x" : "2");
+        text += line + "\n";
+        withReturns += line + "\r\n";
+    }
+    EXPECT_EQ(Difference(Served(WithLength(withReturns, withReturns.size())), FromDisk(text)), "");
+    EXPECT_EQ(Difference(Served(InChunks(text, 30'000)), FromDisk(text)), "");
+}
+
+}  // namespace
