@@ -137,15 +137,14 @@ HttpReply FetchFile(const std::string& host, const std::string& file, const Http
     HttpConnection connection(addresses.get(), limits);
     if (!connection.IsOpen() || !connection.Send(Request(host, file))) return reply;
     reply.Status = ReadStatus(connection.ReadLine());
-    // Of a failure the status tells everything.
-    reply.IsComplete = !IsSuccess(reply.Status) || ReadBody(connection, reply.Body, limits);
+    reply.IsComplete = IsSuccess(reply.Status) && ReadBody(connection, reply.Body, limits);
     return reply;
 }
 
 std::string WhyNotFetched(const HttpReply& reply, const std::string& host, const std::string& file) {
     namespace Texts = StatusTexts;
     const std::string code = std::to_string(reply.Status), end = Texts::HttpStatusCode + code + Texts::EndOfStatusCode;
-    if (IsSuccess(reply.Status) && reply.IsComplete) return "";
+    if (reply.IsComplete) return "";
     if (reply.Status == 0) return Texts::NoConnection + host + Texts::CauseOfNoConnection;
     switch (reply.Status / 100) {
         case 3:

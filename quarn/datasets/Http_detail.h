@@ -8,8 +8,8 @@ namespace quarn::detail {
 
 struct HttpReply {
     int Status = 0;           ///< as the server gave it; 0 where there was no answer
-    bool IsComplete = false;  ///< the header, and for a status of success the body, came whole
-    std::string Body;         ///< only with a status of success, what came of it
+    bool IsComplete = false;  ///< the status is one of success, and the file came whole
+    std::string Body;         ///< with a status of success, what came of the file
 };
 
 /// Fetches a file by plain HTTP, with the arguments of the constructor of Dataset. No redirection is followed.

@@ -4,9 +4,11 @@
 
 #include <arpa/inet.h>
 #include <array>
-#include <functional>
+#include <chrono>
 #include <netinet/in.h>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <sys/socket.h>
 #include <thread>
 #include <unistd.h>
@@ -14,13 +16,17 @@
 
 namespace quarn::testing {
 
-/// A server on a free port of the loopback: reads a request, answers as it is told, closes; until it is destroyed.
+/// A server on a free port of the loopback, until it is destroyed. It reads a request and sends the reply; then it closes
+/// the connection or, until the client has gone, sends the same bytes again and again, or waits if there are none. A
+/// pause follows each time.
 class LoopbackServer {
  public:
-    using Answer = std::function<void(const LoopbackServer&)>;
-
-    explicit LoopbackServer(Answer answer)
-        : m_answer(std::move(answer)), m_listener(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    explicit LoopbackServer(std::string reply, std::optional<std::string> then = std::nullopt,
+                            std::chrono::milliseconds pause = std::chrono::milliseconds(0))
+        : m_reply(std::move(reply)),
+          m_then(std::move(then)),
+          m_pause(pause),
+          m_listener(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
         sockaddr_in address{};
         address.sin_family = AF_INET;
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
@@ -32,8 +38,6 @@ class LoopbackServer {
         m_port = ntohs(address.sin_port);
         m_thread = std::thread([this] { Run(); });
     }
-    explicit LoopbackServer(std::string reply)
-        : LoopbackServer([reply = std::move(reply)](const LoopbackServer& server) { server.Send(reply); }) {}
     LoopbackServer(const LoopbackServer&) = delete;
     LoopbackServer& operator=(const LoopbackServer&) = delete;
     ~LoopbackServer() {
@@ -46,9 +50,25 @@ class LoopbackServer {
     /// The last one; to be read when its answer has come.
     const std::string& Request() const { return m_request; }
 
-    // For answers.
+ private:
+    void Run() {
+        while ((m_connection = accept(m_listener, nullptr, nullptr)) >= 0) {
+            m_request.clear();
+            while (!m_request.ends_with("\r\n\r\n") && Receive()) {
+            }
+            Send(m_reply);
+            while (m_then && (m_then->empty() ? Receive() : Send(*m_then))) std::this_thread::sleep_for(m_pause);
+            close(m_connection);
+        }
+    }
 
-    /// False once the client has gone.
+    bool Receive() {
+        std::array<char, 4096> block;
+        const auto got = recv(m_connection, block.data(), block.size(), 0);
+        if (got > 0) m_request.append(block.data(), static_cast<std::size_t>(got));
+        return got > 0;
+    }
+
     bool Send(std::string_view bytes) const {
         while (!bytes.empty()) {
             const auto sent = send(m_connection, bytes.data(), bytes.size(), MSG_NOSIGNAL);
@@ -57,27 +77,10 @@ class LoopbackServer {
         }
         return true;
     }
-    void WaitUntilTheClientHasGone() const {
-        for (char byte = 0; recv(m_connection, &byte, 1, 0) > 0;) {
-        }
-    }
 
- private:
-    void Run() {
-        while ((m_connection = accept(m_listener, nullptr, nullptr)) >= 0) {
-            m_request.clear();
-            std::array<char, 4096> block;
-            while (!m_request.ends_with("\r\n\r\n")) {
-                const auto got = recv(m_connection, block.data(), block.size(), 0);
-                if (got <= 0) break;
-                m_request.append(block.data(), static_cast<std::size_t>(got));
-            }
-            m_answer(*this);
-            close(m_connection);
-        }
-    }
-
-    Answer m_answer;
+    std::string m_reply;
+    std::optional<std::string> m_then;
+    std::chrono::milliseconds m_pause;
     int m_listener, m_connection = -1;
     unsigned m_port = 0;
     std::string m_request;
