@@ -5,6 +5,7 @@
 #include <quarn/datasets/DelimitedText_detail.h>
 #include <quarn/datasets/Http_detail.h>
 #include <quarn/datasets/LineBlocks_detail.h>
+#include <quarn/datasets/Names_detail.h>
 #include <quarn/datasets/StatusTexts.h>
 
 #include <algorithm>
@@ -113,7 +114,7 @@ void Dataset::Import(detail::ByteSource& source, char delimiter) {
     }
     NumVars = columns;
     VarNames.Alloc(header->Names.size());
-    for (const std::string& name : header->Names) VarNames.Add(wxString::FromAscii(name.data(), name.size()));
+    for (const std::string& name : header->Names) VarNames.Add(detail::ToTableName(name));
 }
 
 }  // namespace quarn

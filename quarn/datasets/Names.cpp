@@ -25,7 +25,8 @@ std::string ToAnyBytes(const std::wstring& text) {
 
 wxString ToTableName(const std::string& name) {
     const bool ascii = std::all_of(name.begin(), name.end(), [](char c) { return static_cast<signed char>(c) >= 0; });
-    if (ascii) return wxString::FromAscii(name.data(), name.size());
+    // Not by FromAscii, which ends the program where memory runs out.
+    if (ascii) return std::wstring(name.begin(), name.end());
     const wxString converted(name.data(), wxConvLibc, name.size());
     if (!converted.empty()) return converted;
     std::wstring characters;

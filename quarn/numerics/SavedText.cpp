@@ -5,9 +5,31 @@
 #include <new>
 
 namespace quarn::detail {
+namespace {
+
+/// std::getline, but for memory that runs out: that would only leave a failed stream and half a line, as if the text
+/// ended there. A stream that is asked for exceptions passes on what has been thrown.
+bool GetLine(std::istream& stream, std::string& line) {
+    const auto wanted = stream.exceptions();
+    if (!stream.good() || (wanted & std::ios::badbit) != 0) return static_cast<bool>(std::getline(stream, line));
+    stream.exceptions(wanted | std::ios::badbit);
+    bool outOfMemory = false;
+    try {
+        std::getline(stream, line);
+    } catch (const std::bad_alloc&) {
+        outOfMemory = true;
+    } catch (...) {
+        // The source broke off: the stream has failed, and that is what the caller sees.
+    }
+    stream.exceptions(wanted);
+    if (outOfMemory) throw std::bad_alloc();
+    return !stream.fail();
+}
+
+}  // namespace
 
 bool ReadLine(std::istream& stream, std::string& line) {
-    if (std::getline(stream, line)) return true;
+    if (GetLine(stream, line)) return true;
     line.clear();
     return false;
 }

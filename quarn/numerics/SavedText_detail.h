@@ -13,6 +13,7 @@ namespace quarn::detail {
 inline constexpr char FieldSeparator = '~';
 
 /// The next line without its line feed. False, and an empty line, behind the end of a stream or after a failure.
+/// Errors: std::bad_alloc, with the stream failed.
 bool ReadLine(std::istream& stream, std::string& line);
 
 /// The next count fields of a line; those that it lacks are empty, and further ones are left out.

@@ -51,7 +51,7 @@ void StreamLines::ReserveEverything() {
 bool StreamLines::ReadMore() {
     constexpr std::int64_t fewLines = 256;
     if (m_linesLeft < fewLines || !m_stream.good()) {
-        if (!std::getline(m_stream, m_line)) return false;
+        if (!ReadLine(m_stream, m_line)) return false;
         m_text.append(m_line) += '\n';
         return true;
     }

@@ -1,0 +1,302 @@
+#include "../support/Matrices.h"
+#include "../support/Panels.h"
+#include "../support/TemporaryFile.h"
+#include "FailingAllocations.h"
+
+#include <quarn/numerics/MatrixText.h>
+
+#include <cstdio>
+#include <functional>
+#include <new>
+#include <optional>
+#include <sstream>
+
+// Each test repeats an operation and lets its first allocation fail, then its second, and so on until there are no more.
+
+namespace {
+
+using namespace quarn;
+using quarn::testing::Fault;
+using quarn::testing::TemporaryFile;
+
+enum class End { Complete, BadAlloc };
+
+/// Calls prepare, act with each of its allocations failing, alone and with all that follow, and check with how that
+/// ended; check also drops what the others have made. Returns the number of allocations that failed.
+template <class Act, class Check>
+long FailEach(
+    const Act& act, const Check& check, const std::function<void()>& prepare = [] {}) {
+    prepare();
+    act();  // what is built once in a process
+    check(End::Complete);
+    long points = 0;
+    for (const Fault fault : {Fault::Once, Fault::FromThereOn})
+        for (long n = 1;; ++n, ++points) {
+            const long before = quarn::testing::LiveBlocks();
+            End end = End::Complete;
+            prepare();
+            quarn::testing::FailAllocation(n, fault);
+            try {
+                act();
+            } catch (const std::bad_alloc&) {
+                end = End::BadAlloc;
+            }
+            const bool failed = quarn::testing::StopFailing();
+            check(end);
+            EXPECT_EQ(quarn::testing::LiveBlocks(), before) << "a leak where allocation " << n << " fails";
+            if (!failed) break;
+            if (::testing::Test::HasFailure()) {
+                ADD_FAILURE() << "allocation " << n << (fault == Fault::Once ? "" : " and all that follow");
+                return points;
+            }
+        }
+    ::testing::Test::RecordProperty("allocations", std::to_string(points));
+    std::printf("%ld allocations failed\n", points);
+    return points;
+}
+
+std::string Saved(const Dataset& dataset) {
+    std::ostringstream stream;
+    dataset.SaveDataset(stream);
+    return stream.str();
+}
+
+/// Months of a panel as text, with a long text variable and missing cells.
+Dataset Panel() {
+    std::mt19937_64 engine(51);
+    Dataset dataset = quarn::testing::RandomPanel({.hasTextTimes = true}, 12, engine);
+    for (std::string& text : dataset.StringVars[quarn::testing::TextColumn].Values) text.insert(0, 20, '0');
+    EXPECT_EQ(dataset.SetPanelData("text", "group", "yyyymxx"), "OK");
+    dataset.SaveId = "the key of the dataset in its file";
+    return dataset;
+}
+
+/// Quarters without gaps but one missing cell.
+Dataset Series() {
+    wxArrayString names;
+    for (const char* name : {"QuarnSystemVar_obsID", "time", "x", "y"}) names.Add(name);
+    MatrixXd data(40, 4);
+    for (int i = 0; i < 40; ++i) data.row(i) << i + 1, (i * 7) % 40, i % 5, i * i;
+    Dataset dataset(names, data);
+    EXPECT_EQ(dataset.SetTimeSeries("time", "index"), "OK");
+    return dataset;
+}
+
+/// All of a dataset that can be seen, the time codes too, which a passage does not hold.
+std::string Whole(const Dataset& dataset) {
+    std::ostringstream text;
+    // Not by a conversion of the string library, which keeps in the name what it asked malloc for uncounted.
+    for (const wchar_t c : dataset.Name.ToStdWstring()) text << static_cast<char>(c);
+    text << dataset.Loaded << dataset.StatusText << '\n' << Saved(dataset);
+    for (const auto& [column, variable] : dataset.StringVars) text << variable.TimeIndex.transpose() << '\n';
+    return text.str();
+}
+
+TEST(FailingAllocations, EndAnImportByBadAlloc) {
+    std::string text = "a,some_variable_of_a_long_name,c,d\n";
+    for (int i = 0; i < 60; ++i)
+        text += std::to_string(i) + (i < 30 ? ",1,nan" : ",a text beyond any short form,x") + (i % 7 ? ",2\n" : "\n");
+    text += "1," + std::string(300000, 'x') + ",1,1\n";  // longer than a block
+    const TemporaryFile file(text);
+    const std::string expected = Whole(Dataset(file.Path(), ','));
+    std::optional<Dataset> dataset;
+    const long points = FailEach([&] { dataset.emplace(file.Path(), ','); },
+                                 [&](End end) {
+                                     EXPECT_EQ(dataset.has_value(), end == End::Complete);
+                                     EXPECT_TRUE(!dataset || Whole(*dataset) == expected);
+                                     dataset.reset();
+                                 });
+    EXPECT_GT(points, 100);
+}
+
+TEST(FailingAllocations, EndALoadByBadAlloc) {
+    const Dataset panel = Panel();
+    std::istringstream stream("the panel~" + Saved(panel));
+    const std::string expected = Whole(Dataset(stream));
+    std::optional<Dataset> dataset;
+    const long points = FailEach(
+        [&] {
+            stream.clear();
+            stream.seekg(0);
+            dataset.emplace(stream);
+        },
+        [&](End end) {
+            EXPECT_EQ(dataset.has_value(), end == End::Complete);
+            EXPECT_TRUE(!dataset || Whole(*dataset) == expected);
+            dataset.reset();
+        });
+    EXPECT_GT(points, 100);
+}
+
+TEST(FailingAllocations, EndTheLoadOfAMatrixOrVectorByBadAlloc) {
+    std::string rows, elements = "300\n";
+    for (int i = 0; i < 300; ++i) rows += std::to_string(i) + "~0.5~" + std::string(100, '1') + "\n";
+    for (int i = 0; i < 300; ++i) elements += std::string(40, ' ') + std::to_string(i) + "\n";
+    std::istringstream rowStream(rows), elementStream(elements);
+    MatrixXd matrix, body(300, 3);
+    VectorXi vector;
+    const auto again = [](std::istringstream& stream) -> std::istream& {
+        stream.clear();
+        return stream.seekg(0);
+    };
+    EXPECT_GT(FailEach([&] { LoadMatrix(again(rowStream), body, 300, 3, '~'); },
+                       [&](End end) {
+                           EXPECT_TRUE(end == End::BadAlloc || body.col(0) == VectorXd::LinSpaced(300, 0, 299));
+                           body.setZero();
+                       }),
+              3);
+    EXPECT_GT(FailEach([&] { matrix = LoadMatrix(again(rowStream), '~'); },
+                       [&](End end) {
+                           EXPECT_EQ(matrix.rows(), end == End::Complete ? 300 : 0);
+                           matrix.resize(0, 0);
+                       }),
+              3);
+    EXPECT_GT(FailEach([&] { vector = LoadVectorXi(again(elementStream)); },
+                       [&](End end) {
+                           EXPECT_EQ(vector.sum(), end == End::Complete ? 299 * 150 : 0);
+                           vector.resize(0);
+                       }),
+              1);
+}
+
+TEST(FailingAllocations, EndASaveByBadAllocOrAFailedStream) {
+    const Dataset panel = Panel();
+    const std::string expected = Saved(panel), before = Whole(panel);
+    std::optional<std::ostringstream> stream;
+    FailEach(
+        [&] {
+            stream.emplace();
+            panel.SaveDataset(*stream);
+        },
+        [&](End end) {
+            EXPECT_TRUE(end == End::BadAlloc || !stream->good() || stream->str() == expected);
+            stream.reset();
+            EXPECT_EQ(Whole(panel), before);
+        });
+    const TemporaryFile file;
+    bool exported = false;
+    FailEach([&] { exported = panel.ExportData(file.Path(), ','); },
+             [&](End end) {
+                 EXPECT_TRUE(end == End::BadAlloc || exported);
+                 EXPECT_EQ(Whole(panel), before);
+             });
+}
+
+struct Operation {
+    const char* Name;
+    std::function<void(Dataset&)> Run;
+};
+
+std::vector<std::string> Some() { return {"x", "y"}; }
+
+const Operation operations[] = {
+    {"SetPanelData", [](Dataset& d) { d.SetPanelData("text", "group", "yyyymxx"); }},
+    {"SetTimeSeries", [](Dataset& d) { d.SetTimeSeries("QuarnSystemVar_obsID", "index"); }},
+    {"CheckType",
+     [](Dataset& d) {
+         int type = 0;
+         d.CheckType(type);
+     }},
+    {"AddVariable", [](Dataset& d) { d.AddVariable(VectorXd::Ones(d.NumObs), "a_new_variable_of_a_long_name"); }},
+    {"ReplaceVariable", [](Dataset& d) { d.ReplaceVariable(VectorXd::Ones(d.NumObs), "y"); }},
+    {"RenameVariable", [](Dataset& d) { d.RenameVariable("x", "another_variable_of_a_long_name"); }},
+    {"DeleteVariable", [](Dataset& d) { d.DeleteVariable("x"); }},
+    {"MatchOservations_One2One",
+     [](Dataset& d) {
+         const MatrixXd ids = d.Data.topLeftCorner(9, 1);
+         d.MatchOservations_One2One(ids, VectorXd(VectorXd::Ones(9)), "a_new_variable_of_a_long_name");
+     }},
+    {"SortData",
+     [](Dataset& d) {
+         wxArrayString names;
+         names.Add("x");
+         d.SortData(names);
+     }},
+    {"SortData by text",
+     [](Dataset& d) {
+         wxArrayString names;
+         names.Add(d.DatasetType == 2 ? "text" : "time");
+         names.Add("y");
+         d.SortData(names);
+     }},
+    {"DropKeep",
+     [](Dataset& d) {
+         VectorXi mask = VectorXi::Ones(d.NumObs);
+         mask.head(5).setZero();
+         d.DropKeep(mask, true);
+     }},
+    {"TakeLags",
+     [](Dataset& d) {
+         std::string message;
+         d.TakeLags("x", "d", 1, message);
+     }},
+    {"CalculateGroupStats",
+     [](Dataset& d) {
+         std::string message;
+         d.CalculateGroupStats("x", "d", "groupmedians", message);
+     }},
+    {"Prepare_CrossSection",
+     [](Dataset& d) {
+         auto names = Some();
+         MatrixXd X, ids;
+         VectorXd y;
+         d.Prepare_CrossSection(names, X, y, ids);
+     }},
+    {"Prepare_TimeSeries",
+     [](Dataset& d) {
+         auto names = Some();
+         std::vector<VectorXi> lags = {VectorXi::LinSpaced(4, -1, 2), VectorXi::Zero(1)};
+         MatrixXd data, ids;
+         VectorXd time;
+         MatrixXi unused;
+         std::vector<std::vector<int>> missing;
+         std::vector<std::string> warnings;
+         d.Prepare_TimeSeries(names, lags, 1, data, ids, time, unused, missing, warnings, 1);
+     }},
+    {"Prepare_TimeSeries2",
+     [](Dataset& d) {
+         auto names = Some();
+         std::vector<VectorXi> lags = {VectorXi::LinSpaced(3, 0, 2), VectorXi::Zero(1)};
+         MatrixXd data, unused;
+         MatrixXi alsoUnused;
+         d.Prepare_TimeSeries2(names, lags, data, unused, alsoUnused);
+     }},
+    {"Prepare_DynamicPanelData",
+     [](Dataset& d) {
+         auto names = Some();
+         MatrixXd X, ids;
+         VectorXd y;
+         MatrixXi structure;
+         d.Prepare_DynamicPanelData(names, X, y, ids, structure, true);
+     }},
+};
+
+TEST(FailingAllocations, LeaveADatasetAsItWas) {
+    for (Dataset original : {Panel(), Series()}) {
+        // Declared anew on the way, where a declaration is needed.
+        original.TransformedSinceDeclaration = true;
+        const std::string before = Whole(original);
+        Dataset declared = original;
+        int type = 0;
+        declared.CheckType(type);
+        const std::string orDeclared = Whole(declared);
+        for (const auto& [name, run] : operations) {
+            SCOPED_TRACE(name);
+            std::optional<Dataset> dataset = original;
+            run(*dataset);
+            const std::string after = Whole(*dataset);
+            dataset.reset();
+            FailEach([&] { run(*dataset); },
+                     [&](End end) {
+                         const std::string whole = Whole(*dataset);
+                         const bool isRight =
+                             end == End::Complete ? whole == after : whole == before || whole == orDeclared;
+                         EXPECT_TRUE(isRight);
+                         dataset.reset();
+                     },
+                     [&] { dataset = original; });
+        }
+    }
+}
+
+}  // namespace
