@@ -97,9 +97,9 @@ class QUARN_EXPORT Dataset {
     ///         memory as a whole.
     Dataset(const std::string& path, const char& delimiter);
 
-    /// Imports delimited text from a web server by plain HTTP: the table that the same file on disk gives, but that CR
-    /// LF and CR end a line too, and that a byte-order mark is no part of the text, which that of UTF-16 or UTF-32 is
-    /// decoded by.
+    /// Imports delimited text from a web server by plain HTTP. The table is that of the same file on disk, but for two
+    /// things: CR LF and CR end a line too, and a byte-order mark is dropped (a text in UTF-16 or UTF-32 that has one
+    /// becomes UTF-8).
     ///
     ///   host       a name, an IPv4 address, or an IPv6 address in brackets; ":" and a port may follow, else it is 80
     ///   file       the path on the server. "/" in front may be left out; blanks, "#" and bytes outside ASCII are
@@ -108,11 +108,11 @@ class QUARN_EXPORT Dataset {
     /// The name is looked up three times, with a pause of a second after each failure. Redirections are not followed;
     /// neither proxies nor passwords are known. Needs no initialisation of wxWidgets.
     ///
-    /// Errors: Loaded false and a message: by the status of the reply where that is not 200 to 299, or where the reply
-    ///         breaks off, that is shorter than its own header says, silent for 10 seconds, or after a minute slower than
-    ///         1000 bytes a second; those of the text import; and "Exception: ..." with the text of any std::exception,
-    ///         std::bad_alloc for a file of 2 GiB or more among them. Nothing is set in the last case, nor where no file
-    ///         came.
+    /// Errors: Loaded false and a message, in every case. One tells the status of the reply where that is not 200 to 299,
+    ///         or where the file does not come whole: the reply ends before the length that it announced, is silent for
+    ///         10 seconds, or slower than 1000 bytes a second once a minute has passed. Then those of the text import;
+    ///         and "Exception: ..." with the text of any std::exception, std::bad_alloc for a file of 2 GiB or more
+    ///         among them. Data and VarNames are empty, but after the messages of the text import.
     /// Cost:   blocks the calling thread for the whole transfer; the file is held in memory.
     Dataset(const std::string& host, const std::string& file, const char& delimiter);
 
