@@ -40,10 +40,11 @@ class RowParser {
 
     ParsedRows Parse(ByteSource& source, std::size_t offset) {
         ParseOutcome outcome = ParseLines(source, offset);
-        if (outcome != ParseOutcome::Complete)
-            m_table.bottomRows(m_rows - m_row).setZero();
-        else if (!FillEarlyStrings(source, offset))
+        if (outcome != ParseOutcome::Complete) {
+            if (m_table.size() != 0) m_table.bottomRows(m_rows - m_row).setZero();
+        } else if (!FillEarlyStrings(source, offset)) {
             outcome = ParseOutcome::Failed;
+        }
         return {outcome, std::move(m_strings)};
     }
 

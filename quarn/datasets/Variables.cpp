@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <optional>
 #include <utility>
 
 namespace quarn {
@@ -48,8 +49,10 @@ void Dataset::ReplaceVariable(const VectorXd& values, const std::string& name) {
 
 void Dataset::RenameVariable(const std::string& oldName, const std::string& newName) {
     const int column = GetVariableIndex(oldName);
-    VarNames[static_cast<std::size_t>(column)] = detail::ToTableName(newName);
-    if (const auto found = StringVars.find(column); found != StringVars.end()) found->second.Name = newName;
+    wxString tableName = detail::ToTableName(newName);
+    std::string textName = newName;
+    VarNames[static_cast<std::size_t>(column)].swap(tableName);
+    if (const auto found = StringVars.find(column); found != StringVars.end()) found->second.Name.swap(textName);
 }
 
 void Dataset::DeleteVariable(const std::string& name) {
@@ -57,8 +60,12 @@ void Dataset::DeleteVariable(const std::string& name) {
     MatrixXd remaining(NumObs, NumVars - 1);
     remaining.leftCols(column) = Data.leftCols(column);
     remaining.rightCols(NumVars - 1 - column) = Data.rightCols(NumVars - 1 - column);
+    wxArrayString names;  // not by RemoveAt, which copies name by name in place
+    names.Alloc(VarNames.size());
+    for (std::size_t i = 0; i < VarNames.size(); ++i)
+        if (i != static_cast<std::size_t>(column)) names.Add(VarNames[i]);
     Data.swap(remaining);
-    VarNames.RemoveAt(static_cast<std::size_t>(column));
+    VarNames.swap(names);
     --NumVars;
 
     StringVars.erase(column);
@@ -129,16 +136,17 @@ void Dataset::MatchOservations_One2One(const MatrixXd& ids, const VectorXd& valu
 
 void Dataset::MatchOservations_One2One(const MatrixXd& ids, const MatrixXd& values,
                                        const std::vector<std::string>& names) {
+    std::optional<RowsById> rowsById;
+    if (ids.rows() != 0 && NumObs != 0) rowsById.emplace(Data);
     bool existed = false;
     std::vector<int> targets;
     targets.reserve(names.size());
     for (const std::string& name : names) targets.push_back(PrepareTarget(name, existed));
     if (existed) MarkChanged();
-    if (ids.rows() == 0 || NumObs == 0) return;
+    if (!rowsById) return;
 
-    const RowsById rowsById(Data);
     for (Eigen::Index k = 0; k < ids.rows(); ++k) {
-        const auto [first, last] = rowsById.Find(ids(k, 0));
+        const auto [first, last] = rowsById->Find(ids(k, 0));
         if (first == last) continue;
         for (std::size_t m = 0; m < targets.size(); ++m)
             Data(*first, targets[m]) = values(k, static_cast<Eigen::Index>(m));
@@ -146,14 +154,15 @@ void Dataset::MatchOservations_One2One(const MatrixXd& ids, const MatrixXd& valu
 }
 
 void Dataset::MatchOservations_One2Many(const MatrixXd& ids, const VectorXd& values, const std::string& name) {
+    std::optional<RowsById> rowsById;
+    if (ids.rows() != 0 && NumObs != 0) rowsById.emplace(Data);
     bool existed = false;
     const int target = PrepareTarget(name, existed);
     if (existed) MarkChanged();
-    if (ids.rows() == 0 || NumObs == 0) return;
+    if (!rowsById) return;
 
-    const RowsById rowsById(Data);
     for (Eigen::Index k = 0; k < ids.rows(); ++k) {
-        const auto [first, last] = rowsById.Find(ids(k, 0));
+        const auto [first, last] = rowsById->Find(ids(k, 0));
         std::for_each(first, last, [&](int row) { Data(row, target) = values(static_cast<Eigen::Index>(ids(k, 1))); });
     }
 }

@@ -43,7 +43,8 @@ long FailEach(
             }
             const bool failed = quarn::testing::StopFailing();
             check(end);
-            EXPECT_EQ(quarn::testing::LiveBlocks(), before) << "a leak where allocation " << n << " fails";
+            // Fewer where a header of the string library frees what the library has allocated.
+            EXPECT_LE(quarn::testing::LiveBlocks(), before) << "a leak where allocation " << n << " fails";
             if (!failed) break;
             if (::testing::Test::HasFailure()) {
                 ADD_FAILURE() << "allocation " << n << (fault == Fault::Once ? "" : " and all that follow");
@@ -199,7 +200,8 @@ const Operation operations[] = {
      }},
     {"AddVariable", [](Dataset& d) { d.AddVariable(VectorXd::Ones(d.NumObs), "a_new_variable_of_a_long_name"); }},
     {"ReplaceVariable", [](Dataset& d) { d.ReplaceVariable(VectorXd::Ones(d.NumObs), "y"); }},
-    {"RenameVariable", [](Dataset& d) { d.RenameVariable("x", "another_variable_of_a_long_name"); }},
+    {"RenameVariable",
+     [](Dataset& d) { d.RenameVariable(d.DatasetType == 2 ? "text" : "x", "another_variable_of_a_long_name"); }},
     {"DeleteVariable", [](Dataset& d) { d.DeleteVariable("x"); }},
     {"MatchOservations_One2One",
      [](Dataset& d) {
