@@ -16,7 +16,10 @@
 #include <quarn/datasets/Dataset.h>
 #include <quarn/datasets/StatusTexts.h>
 #include <quarn/datasets/TimeFormats.h>
+#include <quarn/models/ChainDataStructure.h>
+#include <quarn/models/Estimator.h>
 #include <quarn/models/Model.h>
+#include <quarn/models/SummaryStructure.h>
 #include <quarn/numerics/Densities.h>
 #include <quarn/numerics/DescriptiveStatistics.h>
 #include <quarn/numerics/MatrixHelpers.h>

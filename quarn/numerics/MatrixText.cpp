@@ -75,6 +75,20 @@ void WriteBody(TextWriter& writer, const MatrixXd& matrix, int precision) {
         writer.Rows(matrix, FieldSeparator, precision);
 }
 
+MatrixXd LoadBody(std::istream& stream, int rows, int columns) {
+    const std::int64_t before = BytesLeft(stream);
+    RequireRoom(rows, columns, before);
+    MatrixXd matrix;
+    ResizeUninitialised(matrix, rows, columns);
+    if (matrix.size() == 0) {
+        if (stream.peek() == '\n') stream.get();
+        return matrix;
+    }
+    LoadMatrix(stream, matrix, rows, columns, FieldSeparator);
+    if (before != UnknownSize) RequireText(stream, matrix.size(), before - BytesLeft(stream));
+    return matrix;
+}
+
 }  // namespace detail
 
 void SaveMatrix(const MatrixXd& matrix, std::ostream& stream) {

@@ -26,6 +26,8 @@ bool GetLine(std::istream& stream, std::string& line) {
     return !stream.fail();
 }
 
+constexpr std::int64_t AlwaysAllowed = 65536;  ///< cells of a table that was cut short
+
 }  // namespace
 
 bool ReadLine(std::istream& stream, std::string& line) {
@@ -34,17 +36,20 @@ bool ReadLine(std::istream& stream, std::string& line) {
     return false;
 }
 
+std::vector<std::string> SplitFields(std::string_view line, std::size_t count) {
+    std::vector<std::string> fields(count);
+    for (std::string& field : fields) {
+        const auto length = std::min(line.find(FieldSeparator), line.size());
+        field = line.substr(0, length);
+        line.remove_prefix(std::min(length + 1, line.size()));
+    }
+    return fields;
+}
+
 std::vector<std::string> ReadFields(std::istream& stream, std::size_t count) {
     std::string line;
     ReadLine(stream, line);
-    std::vector<std::string> fields(count);
-    std::string_view rest = line;
-    for (std::string& field : fields) {
-        const auto length = std::min(rest.find(FieldSeparator), rest.size());
-        field = rest.substr(0, length);
-        rest.remove_prefix(std::min(length + 1, rest.size()));
-    }
-    return fields;
+    return SplitFields(line, count);
 }
 
 int ToInt(std::string_view text) {
@@ -70,9 +75,14 @@ std::int64_t BytesLeft(std::istream& stream) {
 }
 
 void RequireRoom(std::int64_t rows, std::int64_t columns, std::int64_t limit) {
-    constexpr std::int64_t alwaysAllowed = 65536;
-    const std::int64_t most = std::max(limit, alwaysAllowed);
+    const std::int64_t most = std::max(limit, AlwaysAllowed);
     if (rows < 0 || columns < 0 || (rows > 0 && columns > most / rows)) throw std::bad_alloc();
+}
+
+void RequireText(const std::istream& stream, std::int64_t cells, std::int64_t bytes) {
+    constexpr std::int64_t cellsPerByte = 64;
+    const std::int64_t most = cellsPerByte * bytes;
+    if (cells > (stream.good() ? most : std::max(most, AlwaysAllowed))) throw std::bad_alloc();
 }
 
 }  // namespace quarn::detail

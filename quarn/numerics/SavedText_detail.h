@@ -16,7 +16,10 @@ inline constexpr char FieldSeparator = '~';
 /// Errors: std::bad_alloc, with the stream failed.
 bool ReadLine(std::istream& stream, std::string& line);
 
-/// The next count fields of a line; those that it lacks are empty, and further ones are left out.
+/// The first count fields of a line; those that it lacks are empty, and further ones are left out.
+std::vector<std::string> SplitFields(std::string_view line, std::size_t count);
+
+/// The same of the next line.
 /// Requires: a count for which there is room (RequireRoom). Not tested.
 std::vector<std::string> ReadFields(std::istream& stream, std::size_t count);
 
@@ -33,5 +36,10 @@ std::int64_t BytesLeft(std::istream& stream);
 /// true: negative ones, or more cells than limit. 65536 cells are always allowed, so that a small table which was cut
 /// short still loads.
 void RequireRoom(std::int64_t rows, std::int64_t columns, std::int64_t limit);
+
+/// Throws std::bad_alloc for more cells than the bytes of text that they were read from can have stood for, though much
+/// of it be lost: 64 for each byte. Many counts that RequireRoom lets pass could otherwise claim the same bytes. Where
+/// the stream has ended, which no count survives, only the limit of RequireRoom holds: 65536 cells.
+void RequireText(const std::istream& stream, std::int64_t cells, std::int64_t bytes);
 
 }  // namespace quarn::detail
