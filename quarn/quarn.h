@@ -35,4 +35,5 @@
 #include <quarn/random/TruncatedMultivariateNormal.h>
 #include <quarn/random/TruncatedNormal.h>
 #include <quarn/random/Univariate.h>
+#include <quarn/reports/CompareModels.h>
 #include <quarn/reports/SummarizeModel.h>

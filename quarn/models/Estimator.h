@@ -40,7 +40,7 @@ namespace quarn {
 ///
 ///     const auto probit = std::make_shared<Probit>(y, X, ids);             // of the concrete type
 ///     probit->Start();
-///     while (!probit->Threads[0]->try_join_for(boost::chrono::milliseconds(100)))
+///     while (!probit->Threads[0]->timed_join(boost::posix_time::milliseconds(100)))
 ///         if (userCancels()) { probit->InterruptThreads(); break; }        // Threads is empty then
 ///     if (probit->GetHasResults()) ...                                     // finished, not stopped
 ///
@@ -51,7 +51,8 @@ namespace quarn {
 /// stopped   empty      false        InterruptThreads
 ///
 /// The destructor is not virtual: std::make_shared of the concrete type remembers how to destroy it, so that any pointer
-/// made from that one may be the last. Never delete through a pointer to a base.
+/// made from that one may be the last. Never delete through a pointer to a base. -Wnon-virtual-dtor, which is no part of
+/// -Wall or -Wextra, warns of each derived class for that reason.
 ///
 /// Threads: no lock. Settings are written before the threads start. What the threads write may be read once they have
 ///          been joined. A thread that is destroyed before it was joined goes on without its owner: an estimator

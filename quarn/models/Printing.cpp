@@ -1,6 +1,9 @@
 #include <quarn/base/FormatLine.h>
 #include <quarn/models/Model.h>
+#include <quarn/models/ShadedLine_detail.h>
 #include <quarn/numerics/NumberFormat_detail.h>
+
+#include <optional>
 
 namespace quarn {
 namespace {
@@ -20,15 +23,13 @@ class RowPrinter {
         m_isShaded = true;
     }
 
-    void PrintRows(int count, int labelWidth) {
+    void PrintRows(int count, std::optional<int> labelWidth) {
         for (int i = 0; i < count && m_row < m_summary.SummaryMatrix.rows(); ++i, ++m_row) {
             const auto label = static_cast<std::size_t>(m_row);
-            const std::string line = FormatLine(label < m_summary.IndVars.size() ? m_summary.IndVars[label] : "",
-                                                m_summary.SummaryMatrix.row(m_row), labelWidth);
-            if (m_isShaded)
-                m_output.PrintBG(line, Colour(230, 230, 240, 255));
-            else
-                m_output.Print(line, false);
+            const std::string name = label < m_summary.IndVars.size() ? m_summary.IndVars[label] : "";
+            const RowVectorXd numbers = m_summary.SummaryMatrix.row(m_row);
+            const std::string line = labelWidth ? FormatLine(name, numbers, *labelWidth) : FormatLine(name, numbers);
+            detail::PrintRow(m_output, line, m_isShaded);
             m_isShaded = !m_isShaded;
         }
     }
@@ -69,7 +70,7 @@ void Model::PrintTable(const std::string& heading, const std::string& top, const
     for (Index block = 0; block < blocks; ++block) {
         const bool isLast = block == blocks - 1;
         rows.PrintHeading(static_cast<std::size_t>(block));
-        rows.PrintRows(summary.SpacesVector(block), isLast ? width : LabelWidth);
+        rows.PrintRows(summary.SpacesVector(block), isLast ? std::optional(width) : std::nullopt);
         if (!isLast) output.Print(" \t \t \t \t \t\n", false);
     }
 

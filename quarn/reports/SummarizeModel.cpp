@@ -2,6 +2,7 @@
 #include <quarn/datasets/CompleteTable_detail.h>
 #include <quarn/datasets/Names_detail.h>
 #include <quarn/datasets/StatusTexts.h>
+#include <quarn/models/ShadedLine_detail.h>
 #include <quarn/numerics/DescriptiveStatistics.h>
 #include <quarn/reports/SummarizeModel.h>
 
@@ -91,10 +92,7 @@ void SummarizeModel::Print(const EventDispatcher& dispatcher) const {
     output.PrintLine();
     for (std::size_t i = 0; i < VarNames.size(); ++i) {
         const std::string line = FormatLine(VarNames[i], Table.row(static_cast<Eigen::Index>(i)));
-        if (i % 2 == 0)
-            output.Print(line, false);
-        else
-            output.PrintBG(line, Colour(230, 230, 240, 255));
+        detail::PrintRow(output, line, i % 2 == 1);
     }
     output.PrintLine();
     output.PrintNewLine();
