@@ -143,6 +143,8 @@ int Model::ModelAction4(std::string& message, std::string& /*detail*/, std::vect
     return GenericAction(message);
 }
 
+// Strings and pointers are values in these signatures, so that an operation may keep them.
+// NOLINTBEGIN(performance-unnecessary-value-param)
 bool Model::Store(std::string /*what*/, std::string /*name*/, std::string& message, std::string& detail) {
     return GenericOperation(message, detail);
 }
@@ -168,5 +170,6 @@ bool Model::CalculateIRFs(int /*periods*/, bool /*first*/, bool /*second*/, std:
                           std::string& message, std::string& detail) {
     return GenericOperation(message, detail);
 }
+// NOLINTEND(performance-unnecessary-value-param)
 
 }  // namespace quarn
