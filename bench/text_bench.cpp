@@ -1,9 +1,10 @@
-// Saved text forms: a matrix and a dataset written to a file and read back, every digit kept. Items are numbers; the
+// Saved text forms: a matrix, a dataset and a model written to a file and read back, every digit kept. Items are numbers; the
 // column CPU is the one to compare. SaveByPrintf and LoadByStrtod are the plain loops over the same file; WriteNumber
 // and ToChars stay in memory. `normal` are normal draws, `short` integers and decimals of at most five digits, as saved
 // with 17.
 
 #include <quarn/datasets/Dataset.h>
+#include <quarn/models/Model.h>
 #include <quarn/numerics/MatrixText.h>
 #include <quarn/numerics/NumberFormat_detail.h>
 
@@ -167,6 +168,38 @@ void LoadDataset(benchmark::State& state) {
     SetItems(state);
 }
 
+/// A model of n draws of k parameters, with as many numbers again in small elements.
+quarn::Model MakeModel(Index rows, Index columns) {
+    quarn::Model model;
+    model.Samples = std::make_shared<MatrixXd>(Table(rows, columns, false));
+    model.ObsId = std::make_shared<MatrixXd>(MatrixXd::Ones(1, 1));
+    for (Index i = 0; i < rows * columns / 1000; ++i)
+        model.Elements["element" + std::to_string(i)] = std::make_shared<MatrixXd>(Table(100, 10, false));
+    return model;
+}
+
+void SaveModel(benchmark::State& state) {
+    const File file;
+    const quarn::Model model = MakeModel(state.range(0), state.range(1));
+    for (auto _ : state) {
+        std::ofstream stream(file.Path);
+        model.SaveModel(stream);
+    }
+    state.SetItemsProcessed(state.iterations() * 2 * state.range(0) * state.range(1));
+}
+
+void LoadModel(benchmark::State& state) {
+    const File file;
+    std::ofstream out(file.Path);
+    out << "bench\n";
+    MakeModel(state.range(0), state.range(1)).SaveModel(out);
+    for (auto _ : state) {
+        std::ifstream stream(file.Path);
+        benchmark::DoNotOptimize(quarn::Model(stream).ModelCode);
+    }
+    state.SetItemsProcessed(state.iterations() * 2 * state.range(0) * state.range(1));
+}
+
 void ExportData(benchmark::State& state) {
     const File file;
     const Dataset dataset = MakeDataset(state.range(0), state.range(1));
@@ -189,6 +222,8 @@ BENCHMARK_CAPTURE(WriteNumber, six_digits, 6)->Apply(Shapes);
 BENCHMARK_CAPTURE(ToChars, six_digits, 6)->Apply(Shapes);
 BENCHMARK(SaveDataset)->Apply(Shapes);
 BENCHMARK(LoadDataset)->Apply(Shapes);
+BENCHMARK(SaveModel)->Apply(Shapes);
+BENCHMARK(LoadModel)->Apply(Shapes);
 BENCHMARK(ExportData)->Apply(Shapes);
 
 }  // namespace

@@ -55,8 +55,7 @@ namespace quarn {
 /// -Wall or -Wextra, warns of each derived class for that reason.
 ///
 /// Threads: no lock. Settings are written before the threads start. What the threads write may be read once they have
-///          been joined. A thread that is destroyed before it was joined goes on without its owner: an estimator
-///          outlives its threads.
+///          been joined. Join or interrupt them all before the estimator is destroyed, whose fields they use.
 class QUARN_EXPORT EstimatorBase {
  public:
     std::string ModelType;                                ///< name of the model type
