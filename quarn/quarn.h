@@ -37,3 +37,5 @@
 #include <quarn/random/Univariate.h>
 #include <quarn/reports/CompareModels.h>
 #include <quarn/reports/SummarizeModel.h>
+#include <quarn/workspace/QuarnOrderStructure.h>
+#include <quarn/workspace/QuarnStructure.h>
