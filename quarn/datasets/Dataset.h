@@ -125,8 +125,9 @@ class QUARN_EXPORT Dataset {
     ///
     /// A damaged passage is not reported: a field that is no number is 0, what a short line or a stream that ends early
     /// lacks is empty or 0, and the text of a string variable beyond the columns of the table is dropped.
-    /// Errors: std::bad_alloc, at once, also for counts that cannot be true: negative ones, or more cells than bytes
-    ///         follow (and more than 65536). A stream that cannot tell what follows, a pipe, is taken at its word.
+    /// Errors: std::bad_alloc, at once, also for counts that cannot be true: negative ones, more cells than bytes follow
+    ///         (and more than 65536), or, unless the stream ends there, more than 64 cells or names per byte of the text
+    ///         that should hold them. A stream that cannot tell what follows, a pipe, is taken at its word.
     explicit Dataset(std::istream& stream);
 
     // Copy construction and assignment copy every field; the models are shared. None of them, nor the destructor, tells

@@ -1,8 +1,6 @@
-#include <quarn/base/LargeTables_detail.h>
 #include <quarn/datasets/Dataset.h>
 #include <quarn/datasets/Declaration_detail.h>
 #include <quarn/datasets/Names_detail.h>
-#include <quarn/numerics/MatrixText.h>
 #include <quarn/numerics/MatrixText_detail.h>
 #include <quarn/numerics/SavedText_detail.h>
 
@@ -61,15 +59,18 @@ Dataset::Dataset(std::istream& stream) : NumObs(0), NumVars(0) {
     TimeFormat = std::move(declaration[3]);
     TransformedSinceDeclaration = detail::ToInt(declaration[4]) == 1;
 
-    VarNames.Alloc(static_cast<std::size_t>(NumVars));
-    for (const std::string& name : detail::ReadFields(stream, static_cast<std::size_t>(NumVars)))
-        VarNames.Add(detail::ToTableName(name));
-    detail::ResizeUninitialised(Data, NumObs, NumVars);
     std::string line;
-    if (Data.size() != 0)
-        LoadMatrix(stream, Data, NumObs, NumVars, FieldSeparator);
-    else
+    detail::ReadLine(stream, line);
+    detail::RequireText(stream, NumVars, std::ssize(line) + 1);
+    VarNames.Alloc(static_cast<std::size_t>(NumVars));
+    for (const std::string& name : detail::SplitFields(line, static_cast<std::size_t>(NumVars)))
+        VarNames.Add(detail::ToTableName(name));
+    if (NumObs > 0 && NumVars > 0) {
+        Data = detail::LoadBody(stream, NumObs, NumVars);
+    } else {
+        Data.resize(NumObs, NumVars);
         detail::ReadLine(stream, line);
+    }
 
     detail::ReadLine(stream, line);
     // Behind the end of the stream all entries are the same: an empty one of column 0.

@@ -1,6 +1,4 @@
-#include <quarn/base/LargeTables_detail.h>
 #include <quarn/datasets/Names_detail.h>
-#include <quarn/numerics/MatrixText.h>
 #include <quarn/numerics/MatrixText_detail.h>
 #include <quarn/numerics/SavedText_detail.h>
 #include <quarn/numerics/TextWriter_detail.h>
@@ -8,7 +6,6 @@
 
 #include <algorithm>
 #include <istream>
-#include <new>
 #include <ostream>
 #include <string_view>
 #include <utility>
@@ -72,32 +69,9 @@ void WriteStrings(std::ostream& stream, const QuarnStructure& structure) {
 
 // ---- Loading ----
 
-/// Cells that a load may still make: each takes a byte of text at least, so that no counts, however many, make a small
-/// file fill the memory.
-class CellBudget {
- public:
-    explicit CellBudget(std::int64_t bytes) : m_left(bytes) {
-        constexpr std::int64_t forAFileCutShort = 65536;
-        if (bytes < detail::UnknownSize - forAFileCutShort) m_left += forAFileCutShort;
-    }
-
-    /// Errors: std::bad_alloc.
-    void Spend(std::int64_t cells) {
-        if (cells > m_left) throw std::bad_alloc();
-        m_left -= cells;
-    }
-    void Spend(const std::shared_ptr<MatrixXd>& matrix) {
-        if (matrix != nullptr) Spend(matrix->size());
-    }
-
- private:
-    std::int64_t m_left;
-};
-
 class Loader {
  public:
-    Loader(std::istream& stream, DatasetsByKey& datasets)
-        : m_stream(stream), m_datasets(datasets), m_budget(detail::BytesLeft(stream)) {}
+    Loader(std::istream& stream, DatasetsByKey& datasets) : m_stream(stream), m_datasets(datasets) {}
 
     void Load(QuarnStructure& top) {
         Begin(top);
@@ -143,30 +117,17 @@ class Loader {
     void LoadMatrix(QuarnStructure& target) {
         const auto header = detail::ReadFields(m_stream, 3);
         const int rows = detail::ToInt(header[1]), columns = detail::ToInt(header[2]);
-        if (rows < 0 || columns < 0) throw std::bad_alloc();
-        m_budget.Spend(std::int64_t{rows} * columns);
-        const auto matrix = std::make_shared<MatrixXd>();
-        detail::ResizeUninitialised(*matrix, rows, columns);
-        if (matrix->size() != 0)
-            quarn::LoadMatrix(m_stream, *matrix, rows, columns, FieldSeparator);
-        else
-            ReadText();  // the one line of an empty body, which the reader of cells would leave there or count by rows
-        target.AddMatrix(header[0], matrix);
+        target.AddMatrix(header[0], std::make_shared<MatrixXd>(detail::LoadBody(m_stream, rows, columns)));
     }
 
     void LoadDataset(QuarnStructure& target) {
         const auto dataset = std::make_shared<Dataset>(m_stream);
-        m_budget.Spend(dataset->Data.size() + dataset->NumVars);
         target.AddDataset(detail::ToSavedName(dataset->Name), dataset);
         m_datasets.emplace(dataset->SaveId, dataset);
     }
 
     void LoadModel(QuarnStructure& target) {
         const auto model = std::make_shared<Model>(m_stream);
-        m_budget.Spend(model->Samples);
-        m_budget.Spend(model->ObsId);
-        for (const auto* elements : {&model->Elements, &model->HiddenElements})
-            for (const auto& entry : *elements) m_budget.Spend(entry.second);
         target.AddModel(model->ModelName, model);
     }
 
@@ -187,7 +148,6 @@ class Loader {
 
     std::istream& m_stream;
     DatasetsByKey& m_datasets;
-    CellBudget m_budget;
     std::vector<Structure> m_open;  ///< from the top down
 };
 

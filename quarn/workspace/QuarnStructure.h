@@ -46,8 +46,8 @@ class QUARN_EXPORT QuarnStructure {
     ///
     /// A string of several lines comes back as one, without its line ends; an empty matrix comes back too. A damaged file
     /// is not reported. The load ends where the stream does, whatever the counts say, and leaves what it has.
-    /// Errors: std::bad_alloc also for matrices, datasets and models that claim more cells, all together, than the bytes
-    ///         that follow can hold (and 65536), or negative ones. A pipe is taken at its word.
+    /// Errors: std::bad_alloc also for counts that cannot be true: those of Dataset(stream) and Model(stream), and of
+    ///         matrices by the same measure.
     QuarnStructure(std::istream& stream, std::map<std::string, std::shared_ptr<Dataset>>& datasets);
 
     // Copies of the container share its objects: for objects of their own, see Copy. Destroying a container cuts

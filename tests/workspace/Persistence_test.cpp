@@ -121,7 +121,7 @@ class Trees {
         const char* const pieces[] = {"a", "b c", " ", "/", "\xC3\xA4", "\xFF", "7", "Name", "_#_"};
         Text name;
         for (int left = 1 + Below(4); left > 0; --left) name += pieces[Below(9)];
-        return name;
+        return name + std::to_string(m_names++);
     }
 
     std::shared_ptr<MatrixXd> Matrix(int rows, int columns) {
@@ -161,6 +161,7 @@ class Trees {
     }
 
     std::mt19937_64 m_engine;
+    int m_names = 0;  ///< so far: no two are the same
     std::vector<std::shared_ptr<Dataset>> m_datasets;
 };
 
