@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 
 #include <stdexcept>
+#include <string>
 
 /// The subcommands of quarn. Each adds itself to the application; its callback prints results to standard output and
 /// throws Failure for what the user has to read on standard error.
@@ -14,6 +15,11 @@ class Failure : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+/// For a file that could not be opened or read.
+std::string WhyNotOpened(const std::string& file);
+
+void AddCompare(CLI::App& app);
+void AddShow(CLI::App& app);
 void AddSummarize(CLI::App& app);
 
 }  // namespace quarn::cli

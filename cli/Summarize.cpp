@@ -13,7 +13,6 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <system_error>
 #include <vector>
 
 namespace quarn::cli {
@@ -37,15 +36,6 @@ char DelimiterOf(const std::string& text) {
 }
 
 constexpr std::string_view Http = "http://";
-
-std::string WhyNotOpened(const std::string& file) {
-    if (file.starts_with("https://")) return "cannot open: only plain http:// is understood";
-    std::error_code error;
-    const auto status = std::filesystem::status(file, error);
-    if (!std::filesystem::exists(status)) return "cannot open: no such file";
-    if (std::filesystem::is_directory(status)) return "cannot open: it is a directory";
-    return "cannot open or read it";
-}
 
 std::shared_ptr<Dataset> Import(const std::string& file, char delimiter) {
     if (!file.starts_with(Http)) return std::make_shared<Dataset>(file, delimiter);

@@ -26,6 +26,8 @@ int Run(int argc, char** argv) {
         "Results go to standard output, messages to standard error.\n"
         "Exit status: 0 success, 1 a problem with the data, 2 a problem with the command line.\n"
         "quarn COMMAND --help tells more about a command.");
+    quarn::cli::AddCompare(app);
+    quarn::cli::AddShow(app);
     quarn::cli::AddSummarize(app);
     try {
         app.parse(argc, argv);

@@ -1,43 +1,27 @@
+<<<<<<< HEAD
 #include "../support/LoopbackServer.h"
 #include "../support/TemporaryFile.h"
+=======
+#include "Quarn.h"
+>>>>>>> ec1232e (Show what a workspace file holds, and compare its models, from the command line)
 
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <string>
-#include <sys/wait.h>
 
 namespace {
 
+<<<<<<< HEAD
 using quarn::testing::LoopbackServer;
+=======
+using quarn::testing::Outcome;
+using quarn::testing::Quarn;
+using quarn::testing::Row;
+>>>>>>> ec1232e (Show what a workspace file holds, and compare its models, from the command line)
 using quarn::testing::TemporaryFile;
 
-struct Outcome {
-    int status;
-    std::string output, errors;
-};
-
-/// Runs quarn with arguments as a shell takes them.
-Outcome Quarn(const std::string& arguments, const std::string& input = "</dev/null") {
-    const TemporaryFile output, errors;
-    const int status = std::system((std::string("TERM=xterm-256color " QUARN_COMMAND " ") + arguments + " " + input +
-                                    " >" + output.Path() + " 2>" + errors.Path())
-                                       .c_str());
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, output.Read(), errors.Read()};
-}
-
 const std::string grunfeld = QUARN_SOURCE_DIR "/examples/data/grunfeld.csv";
-
-/// The table row of a variable with single blanks between its cells.
-std::string Row(const std::string& page, const std::string& variable) {
-    const auto begin = page.find("\n" + variable + " ");
-    std::string row;
-    for (const char c : page.substr(begin + 1, page.find('\n', begin + 1) - begin - 1)) {
-        const bool blank = c == ' ' || c == '\t';
-        if (!blank || row.back() != ' ') row += blank ? ' ' : c;
-    }
-    return row;
-}
 
 TEST(QuarnSummarize, PrintsTheTableOnStandardOutput) {
     const Outcome all = Quarn("summarize " + grunfeld);
