@@ -28,25 +28,26 @@ struct Approximation {
 const std::map<std::string, Approximation> Approximations = {{"lr", {Model::LogMLKey, "Lewis & Raftery"}},
                                                              {"cj", {Model::LogMLCJKey, "Chib & Jeliazkov"}}};
 
-double LogMLOf(const QuarnStructure& top, const std::string& path, const Approximation& approximation) {
+double LogMLOf(const QuarnStructure& top, const CompareOptions& options, const std::string& path) {
+    const Approximation& approximation = Approximations.at(options.LogML);
     const Place place = FindItem(top, path, QuarnStructure::ModelItem);
-    if (place.Structure == nullptr) throw Failure("there is no model " + path);
+    if (place.Structure == nullptr) throw Failure(options.File + ": there is no model " + path);
     const auto model = place.Structure->GetpModel(place.Name);
     const auto element = model->Elements.find(approximation.Key);
     if (element == model->Elements.end() || element->second->size() != 1)
-        throw Failure("the model " + path + " has no log marginal likelihood by " + approximation.Authors);
+        throw Failure(options.File + ": the model " + path + " has no log marginal likelihood by " +
+                      approximation.Authors);
     return (*element->second)(0, 0);
 }
 
 void Compare(const CompareOptions& options) {
     const Workspace workspace(options.File);
-    const Approximation& approximation = Approximations.at(options.LogML);
     const auto count = static_cast<Eigen::Index>(options.Models.size());
     VectorXd logML(count), priors = VectorXd::Constant(count, 1.0 / static_cast<double>(count));
     for (Eigen::Index i = 0; i < count; ++i)
-        logML(i) = LogMLOf(workspace.Top, options.Models[static_cast<std::size_t>(i)], approximation);
+        logML(i) = LogMLOf(workspace.Top, options, options.Models[static_cast<std::size_t>(i)]);
     if (!options.Priors.empty()) priors = VectorXd::Map(options.Priors.data(), count);
-    const std::vector<std::string> types(options.Models.size(), approximation.Authors);
+    const std::vector<std::string> types(options.Models.size(), Approximations.at(options.LogML).Authors);
     CompareModels(options.Models, types, logML, priors).Print(EventDispatcher());
 }
 
@@ -72,7 +73,7 @@ void AddCompare(CLI::App& app) {
     command->add_option("--prior", options->Priors, "Prior probabilities, one for each model; equal if none are given")
         ->type_name("P,P,...")
         ->delimiter(',')
-        ->expected(1)
+        ->allow_extra_args(false)
         ->check(CheckPrior);
     command->callback([options] {
         if (!options->Priors.empty() && options->Priors.size() != options->Models.size())
