@@ -7,11 +7,13 @@
 //   quarn_beside_peers panel FILE                     operations on a panel with the columns g, t, x, y; ms
 //   quarn_beside_peers write_panel FILE GROUPS PERIODS ID_STEP   such a file, its rows shuffled
 //   quarn_beside_peers text FILE...                   numbers without a header, written in the matrix text form to
-//                                                     FILE.saved, and read from there; ns a number
+//                                                     FILE.saved, and read from there, alone and as a workspace;
+//                                                     ns a number
 
 #include <quarn/datasets/Dataset.h>
 #include <quarn/numerics/MatrixText.h>
 #include <quarn/numerics/Sorting.h>
+#include <quarn/workspace/QuarnStructure.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -19,6 +21,8 @@
 #include <filesystem>
 #include <fstream>
 #include <iomanip>
+#include <map>
+#include <memory>
 #include <numeric>
 #include <random>
 #include <string>
@@ -152,6 +156,17 @@ void Text(const std::string& file) {
         std::string header;
         std::getline(saved, header);
         quarn::LoadMatrix(saved, matrix, static_cast<int>(matrix.rows()), static_cast<int>(matrix.cols()), '~');
+    });
+    quarn::QuarnStructure workspace;
+    workspace.AddMatrix("matrix", std::make_shared<quarn::MatrixXd>(matrix));
+    Report(file, "SaveStructure", "ns", nanoseconds, [&] {
+        std::ofstream saved(path);
+        workspace.SaveStructure(saved);
+    });
+    Report(file, "LoadStructure", "ns", nanoseconds, [&] {
+        std::ifstream saved(path);
+        std::map<std::string, std::shared_ptr<quarn::Dataset>> datasets;
+        workspace = quarn::QuarnStructure(saved, datasets);
     });
 }
 

@@ -80,7 +80,7 @@ Place FindItem(const QuarnStructure& top, const std::string& path, int kind) {
         return {&top, path, kind == QuarnStructure::NoItem ? found : kind};
     for (auto slash = path.rfind('/'); slash != std::string::npos && slash != 0; slash = path.rfind('/', slash - 1)) {
         const auto nested = top.GetpStructure(path.substr(0, slash));
-        const Place place = nested == nullptr ? Place() : FindItem(*nested, path.substr(slash + 1), kind);
+        Place place = nested == nullptr ? Place() : FindItem(*nested, path.substr(slash + 1), kind);
         if (place.Structure != nullptr) return place;
     }
     return {};

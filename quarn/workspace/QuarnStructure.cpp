@@ -115,6 +115,7 @@ void CopyItems(const Items<Item>& source, Items<Item>& target) {
 }  // namespace
 
 // The operations of one kind, once for all kinds.
+// NOLINTBEGIN(bugprone-macro-parentheses): a type cannot stand in parentheses.
 #define QUARN_DEFINE_KIND(Kind, Kinds, Item)                                                                         \
     void QuarnStructure::Add##Kind(const std::string& name, std::shared_ptr<Item> item) {                            \
         Add(Kinds, name, std::move(item));                                                                           \
@@ -132,6 +133,7 @@ QUARN_DEFINE_KIND(Model, Models, Model)
 QUARN_DEFINE_KIND(Structure, Structures, QuarnStructure)
 QUARN_DEFINE_KIND(String, Strings, std::string)
 #undef QUARN_DEFINE_KIND
+// NOLINTEND(bugprone-macro-parentheses)
 
 QuarnStructure::~QuarnStructure() {
     // Only what nothing else holds: shared structures stay whole.

@@ -2,9 +2,12 @@
 
 #include "../support/TemporaryFile.h"
 
+#include <gtest/gtest.h>
+
 #include <cstdlib>
 #include <string>
 #include <sys/wait.h>
+#include <vector>
 
 namespace quarn::testing {
 
@@ -20,6 +23,24 @@ inline Outcome Quarn(const std::string& arguments, const std::string& input = "<
                                     " >" + output.Path() + " 2>" + errors.Path())
                                        .c_str());
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, output.Read(), errors.Read()};
+}
+
+/// A command that fails, its status, and a part of its message.
+struct FailingCommand {
+    std::string arguments;
+    int status;
+    std::string message;
+};
+
+/// Messages begin with the name of the program, end their line, and stand on standard error alone.
+inline void ExpectToFail(const std::vector<FailingCommand>& commands) {
+    for (const auto& c : commands) {
+        const Outcome outcome = Quarn(c.arguments);
+        EXPECT_EQ(outcome.status, c.status) << c.arguments << "\n" << outcome.errors;
+        EXPECT_EQ(outcome.output, "") << c.arguments;
+        EXPECT_TRUE(outcome.errors.starts_with("quarn: ") && outcome.errors.ends_with("\n")) << outcome.errors;
+        EXPECT_NE(outcome.errors.find(c.message), std::string::npos) << c.arguments << "\n" << outcome.errors;
+    }
 }
 
 /// The table row of a label with single blanks between its cells.
