@@ -5,6 +5,7 @@
 #include <functional>
 #include <map>
 #include <sstream>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -20,46 +21,38 @@ using Names = std::vector<std::string>;
 
 /// Sends two items of a kind through all of its operations. what(object) is a property in which the two differ.
 template <class Item, class Operations, class What>
-void ExpectMapOfKind(int code, Item one, Item other, const Operations& k, const What& what) {
+void ExpectMapOfKind(int code, Item one, Item other, const Operations& operations, const What& what) {
+    const auto [add, remove, get, getp, getNames, has, removeAll] = operations;
     Workspace workspace;
     const auto first = std::make_shared<Item>(one), second = std::make_shared<Item>(other);
     int kind = 0;
-    EXPECT_FALSE((workspace.*k.Has)() || workspace.HasMember("b", kind) || (workspace.*k.Remove)("b"));
+    EXPECT_FALSE((workspace.*has)() || workspace.HasMember("b", kind) || (workspace.*remove)("b"));
     EXPECT_EQ(kind, -1);
-    (workspace.*k.Add)("b", first);
-    (workspace.*k.Add)("a", second);
-    (workspace.*k.Add)("b", second);
-    (workspace.*k.Add)("b", first);
-    EXPECT_TRUE((workspace.*k.Has)() && workspace.HasMember("b", kind) && !workspace.IsEmpty());
+    (workspace.*add)("b", first);
+    (workspace.*add)("a", second);
+    (workspace.*add)("b", second);
+    (workspace.*add)("b", first);
+    EXPECT_TRUE((workspace.*has)() && workspace.HasMember("b", kind) && !workspace.IsEmpty());
     EXPECT_EQ(kind, code);
-    EXPECT_EQ((workspace.*k.Getp)("b"), first);
-    EXPECT_EQ((workspace.*k.Getp)("c"), nullptr);
+    EXPECT_EQ((workspace.*getp)("b"), first);
+    EXPECT_EQ((workspace.*getp)("c"), nullptr);
     Item target = one;
-    EXPECT_FALSE((workspace.*k.Get)("c", target));
+    EXPECT_FALSE((workspace.*get)("c", target));
     EXPECT_EQ(what(target), what(one));
-    EXPECT_TRUE((workspace.*k.Get)("a", target));
+    EXPECT_TRUE((workspace.*get)("a", target));
     EXPECT_EQ(what(target), what(other));
     Names names{"old"};
-    (workspace.*k.GetNames)(names);
+    (workspace.*getNames)(names);
     EXPECT_EQ(names, (Names{"a", "b"}));
-    EXPECT_TRUE((workspace.*k.Remove)("b") && !(workspace.*k.Remove)("b") && (workspace.*k.Has)());
-    (workspace.*k.RemoveAll)();
-    EXPECT_TRUE(workspace.IsEmpty() && !(workspace.*k.Has)());
+    EXPECT_TRUE((workspace.*remove)("b") && !(workspace.*remove)("b") && (workspace.*has)());
+    (workspace.*removeAll)();
+    EXPECT_TRUE(workspace.IsEmpty() && !(workspace.*has)());
 }
 
-#define OPERATIONS(Kind, Kinds)                                                                       \
-    [] {                                                                                              \
-        struct {                                                                                      \
-            decltype(&QuarnStructure::Add##Kind) Add = &QuarnStructure::Add##Kind;                    \
-            decltype(&QuarnStructure::Remove##Kind) Remove = &QuarnStructure::Remove##Kind;           \
-            decltype(&QuarnStructure::Get##Kind) Get = &QuarnStructure::Get##Kind;                    \
-            decltype(&QuarnStructure::Getp##Kind) Getp = &QuarnStructure::Getp##Kind;                 \
-            decltype(&QuarnStructure::Get##Kind##Names) GetNames = &QuarnStructure::Get##Kind##Names; \
-            decltype(&QuarnStructure::Has##Kinds) Has = &QuarnStructure::Has##Kinds;                  \
-            decltype(&QuarnStructure::Remove##Kinds) RemoveAll = &QuarnStructure::Remove##Kinds;      \
-        } operations;                                                                                 \
-        return operations;                                                                            \
-    }()
+#define OPERATIONS(Kind, Kinds)                                                                             \
+    std::tuple(&QuarnStructure::Add##Kind, &QuarnStructure::Remove##Kind, &QuarnStructure::Get##Kind,       \
+               &QuarnStructure::Getp##Kind, &QuarnStructure::Get##Kind##Names, &QuarnStructure::Has##Kinds, \
+               &QuarnStructure::Remove##Kinds)
 
 TEST(QuarnStructure, KeepsEachKindInAMapOfItsOwn) {
     Model cut = *MakeModel(), named = cut;
