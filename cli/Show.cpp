@@ -12,6 +12,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace quarn::cli {
@@ -57,41 +58,38 @@ std::string SizeOf(const QuarnStructure& structure) {
 
 std::string SizeOf(const std::string& text) { return Count(static_cast<Eigen::Index>(text.size()), "byte"); }
 
-struct Row {
-    const char* Kind;
-    std::string Size, Path;
-};
-
-/// The items of the tree, each structure before what it holds.
-std::vector<Row> RowsOf(const QuarnStructure& top) {
-    std::vector<Row> rows;
+/// Calls visit(kind, size, path) for the items of the tree, each structure before what it holds. Keeps no paths but those
+/// on the way: in a deep tree they are long.
+template <class Visit>
+void ForEachItem(const QuarnStructure& top, const Visit& visit) {
     std::vector<std::pair<const QuarnStructure*, std::string>> toDo{{&top, ""}};
     while (!toDo.empty()) {
         const auto [structure, path] = std::move(toDo.back());
         toDo.pop_back();
-        const std::string prefix = path.empty() ? "" : path + '/';
-        if (structure != &top) rows.push_back({"structure", SizeOf(*structure), path});
-        const auto addAll = [&](const char* kind, const auto& items) {
-            for (const auto& [name, item] : items) rows.push_back({kind, SizeOf(*item), prefix + name});
+        const std::string prefix = structure == &top ? "" : path + '/';
+        if (structure != &top) visit("structure", SizeOf(*structure), path);
+        const auto visitAll = [&visit, &prefix](const char* kind, const auto& items) {
+            for (const auto& [name, item] : items) visit(kind, SizeOf(*item), prefix + name);
         };
-        addAll("matrix", structure->Matrices);
-        addAll("dataset", structure->Datasets);
-        addAll("model", structure->Models);
-        addAll("string", structure->Strings);
+        visitAll("matrix", structure->Matrices);
+        visitAll("dataset", structure->Datasets);
+        visitAll("model", structure->Models);
+        visitAll("string", structure->Strings);
         for (auto nested = structure->Structures.rbegin(); nested != structure->Structures.rend(); ++nested)
             toDo.emplace_back(nested->second.get(), prefix + nested->first);
     }
-    return rows;
 }
 
 /// Paths stand last, so that they need no width and can have blanks.
 void PrintList(const QuarnStructure& structure) {
-    const std::vector<Row> rows = RowsOf(structure);
     std::size_t width = 0;
-    for (const Row& row : rows) width = std::max(width, row.Size.size());
-    for (const Row& row : rows)
-        std::cout << std::left << std::setw(11) << row.Kind << std::setw(static_cast<int>(width) + 2) << row.Size
-                  << row.Path << '\n';
+    ForEachItem(structure, [&width](const char*, const std::string& size, const std::string&) {
+        width = std::max(width, size.size());
+    });
+    ForEachItem(structure, [width](const char* kind, const std::string& size, const std::string& path) {
+        std::cout << std::left << std::setw(11) << kind << std::setw(static_cast<int>(width) + 2) << size << path
+                  << '\n';
+    });
 }
 
 // ---- One item ----
