@@ -1,9 +1,7 @@
-<<<<<<< HEAD
 #include "../support/LoopbackServer.h"
 #include "../support/TemporaryFile.h"
-=======
+
 #include "Quarn.h"
->>>>>>> ec1232e (Show what a workspace file holds, and compare its models, from the command line)
 
 #include <gtest/gtest.h>
 
@@ -12,13 +10,11 @@
 
 namespace {
 
-<<<<<<< HEAD
 using quarn::testing::LoopbackServer;
-=======
+
 using quarn::testing::Outcome;
 using quarn::testing::Quarn;
 using quarn::testing::Row;
->>>>>>> ec1232e (Show what a workspace file holds, and compare its models, from the command line)
 using quarn::testing::TemporaryFile;
 
 const std::string grunfeld = QUARN_SOURCE_DIR "/examples/data/grunfeld.csv";
