@@ -132,7 +132,7 @@ TEST(InterruptThreads, RefusesToJoinItsOwnThread) {
     listed.lock();
     std::string message;
     model.Threads.push_back(std::make_shared<boost::thread>([&] {
-        listed.lock();
+        const boost::mutex::scoped_lock lock(listed);
         try {
             model.InterruptThreads();
         } catch (const boost::thread_resource_error& error) {
