@@ -1,6 +1,7 @@
 #include "FailingAllocations.h"
 
 #include <cstddef>
+#include <malloc.h>
 #include <new>
 
 extern "C" {
@@ -72,7 +73,8 @@ void* __wrap_calloc(std::size_t count, std::size_t size) {
 
 void* __wrap_realloc(void* block, std::size_t size) {
     if (block == nullptr) return __wrap_malloc(size);
-    return Fails() ? nullptr : __real_realloc(block, size);
+    const bool shrinks = size <= malloc_usable_size(block);  // which does not fail in practice
+    return !shrinks && Fails() ? nullptr : __real_realloc(block, size);
 }
 
 void* __wrap_aligned_alloc(std::size_t alignment, std::size_t size) {

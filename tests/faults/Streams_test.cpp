@@ -37,7 +37,7 @@ TEST(BrokenSources, GiveWhatCameBeforeAndLeaveTheStreamFailed) {
         const std::string start = passage.substr(0, length);
         Breaking broken(start);
         std::istream stream(&broken);
-        std::istringstream cut(start);
+        std::istringstream cut(start.substr(0, start.rfind('\n') + 1));  // half a line counts as none
         const Dataset dataset(stream), expected(cut);
         EXPECT_TRUE(stream.bad() && cut.eof()) << length;
         std::ostringstream text, expectedText;
