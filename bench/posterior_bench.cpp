@@ -1,6 +1,7 @@
 // Analysis of chains of draws: AR(1) chains with coefficients 0 to 0.9. Items are draws, those of all columns. The
 // direct sum of kernels, as it is usually written, is the peer of the density.
 
+#include <quarn/numerics/DescriptiveStatistics.h>
 #include <quarn/numerics/PosteriorAnalysis.h>
 
 #include <benchmark/benchmark.h>
@@ -41,6 +42,14 @@ void Diagnostics(benchmark::State& state) {
     SetDraws(state);
 }
 BENCHMARK(Diagnostics)->Name("MCMCdiagnostics/quarn")->Apply(Shapes);
+
+void Summary(benchmark::State& state) {
+    const MatrixXd X = Chains(state.range(0), state.range(1));
+    MatrixXd out;
+    for (auto _ : state) quarn::matrixSummary(X, out);
+    SetDraws(state);
+}
+BENCHMARK(Summary)->Name("matrixSummary/quarn")->Apply(Shapes);
 
 template <class Function>
 void ForEachColumn(benchmark::State& state, Function function) {

@@ -61,7 +61,6 @@ class PanelOrder {
     KeyColumn m_group, m_time;
     Eigen::Index m_n;
     Way m_way = Way::InOrder;
-    double m_lowestGroup = 0.0;  // of a grid
     std::vector<int> m_starts;
     std::vector<int> m_placeOfRow;  // on a grid
     VectorXd m_ranks;               // for group, where ids are not close together
