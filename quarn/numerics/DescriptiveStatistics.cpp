@@ -40,6 +40,26 @@ void SelectPair(VectorXd values, Index low, Index high, double& lower, double& u
     upper = values[high];
 }
 
+/// The median, and the ends of the central 90% interval.
+struct OrderStatistics {
+    explicit OrderStatistics(VectorXd values) {
+        const Index n = values.size(), middle = n / 2;
+        double* const cells = values.data();
+        detail::SelectRank(cells, n, middle);
+        const double below = n % 2 == 1 ? cells[middle] : *std::max_element(cells, cells + middle);
+        Median = n % 2 == 1 ? below : 0.5 * (below + cells[middle]);
+        Lower = middle == 0 ? cells[0] : Selected(cells, middle, PointRank(0.05, n));
+        Upper = Selected(cells + middle, n - middle, PointRank(0.95, n) - middle);
+    }
+    double Median, Lower, Upper;
+
+ private:
+    static double Selected(double* values, Index n, Index rank) {
+        detail::SelectRank(values, n, rank);
+        return values[rank];
+    }
+};
+
 void Interval(const VectorView& x, double low, double high, double& lower, double& upper) {
     if (HasNaN(x)) {
         lower = upper = NaN;
@@ -152,17 +172,16 @@ void vectorSummary(const VectorView& x, RowVectorXd& out) {
         out = RowVectorXd::Constant(9, NaN);
         return;
     }
-    const Index n = x.size();
-    const VectorXd sorted = SortVector(x);
-    const double median = n % 2 == 1 ? sorted[n / 2] : 0.5 * (sorted[n / 2 - 1] + sorted[n / 2]);
+    const OrderStatistics order{VectorXd(x)};
+    RowVectorXd range;
+    vectorMinMax(x, range);
     const double centre = detail::CorrectedMean(x);
     const double sumOfSquares = detail::SumOfSquares(x, centre);
     const double variance = sumOfSquares / (Count(x) - 1.0);
     const double skewness = detail::SumOfCubes(x, centre) / Count(x) / (variance * std::sqrt(variance));
     out.resize(9);
-    out << vectorMean(x), median, StandardDeviation(sumOfSquares, Count(x)), sorted[PointRank(0.05, n)],
-        sorted[PointRank(0.95, n)], sorted[0], sorted[n - 1], skewness,
-        ApproximateMode(x, skewness, variance, median, sorted[0], sorted[n - 1]);
+    out << vectorMean(x), order.Median, StandardDeviation(sumOfSquares, Count(x)), order.Lower, order.Upper, range,
+        skewness, ApproximateMode(x, skewness, variance, order.Median, range[0], range[1]);
 }
 
 void vectorSummary_mean_std_90ci(const VectorView& x, RowVectorXd& out) {

@@ -37,7 +37,7 @@ QUARN_EXPORT void vectorPerc5(const Eigen::Ref<const VectorXd>& x, RowVectorXd& 
 /// Nine entries: mean, median, standard deviation s, lower and upper bound of the central 90% interval, minimum,
 /// maximum, skewness g = mean((x - mean)^3) / s^3, approximate mode. The mode is the median for |g| <= 0.1, and for the
 /// undefined skewness of equal values; beyond, that of a gamma law fitted by moments to the distances from the minimum
-/// (g > 0) or from the maximum (g < 0). Cost: one sort.
+/// (g > 0) or from the maximum (g < 0). Cost: linear in n as a rule.
 QUARN_EXPORT void vectorSummary(const Eigen::Ref<const VectorXd>& x, RowVectorXd& out);
 
 /// Four entries: mean, standard deviation, 5% point and 95% point, as above. Cost: linear in n.
