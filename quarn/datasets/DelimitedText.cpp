@@ -68,7 +68,7 @@ class RowParser {
     const char* ParseLine(const char* at, TokenEnds& ends) {
         const Eigen::Index columns = m_table.cols();
         Eigen::Index column = m_firstColumn;
-        double* cell = columns == 0 ? nullptr : m_table.data() + column * m_rows + m_row;
+        double* cell = m_table.data() + (columns == 0 ? 0 : column * m_rows + m_row);  // none has no address
         for (;;) {
             const char* const end = ends.Next();
             if (*end == '\n' && end == at) break;

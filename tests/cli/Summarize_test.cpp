@@ -1,6 +1,5 @@
 #include "../support/LoopbackServer.h"
 #include "../support/TemporaryFile.h"
-
 #include "Quarn.h"
 
 #include <gtest/gtest.h>
