@@ -79,6 +79,7 @@ class Gradient {
 
 }  // namespace
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): X by value is the interface
 MatrixXd GHK_mfx(Rng& rng, Unif& unif, Norm& /*norm*/, const MatrixXd& L, const VectorXd& b, MatrixXd X, int R) {
     if (b.size() == 1) return std::exp(LogDensity(b[0] / L(0, 0))) * X;
     Gradient gradient(L, b);

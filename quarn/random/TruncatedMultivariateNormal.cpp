@@ -5,8 +5,10 @@
 
 #include <Eigen/Cholesky>
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <limits>
 
 namespace quarn {
@@ -24,8 +26,8 @@ void Reject(Rng& rng, Norm& norm, const VectorXd& mu, const MatrixXd& L, const V
         const int code = codes ? (*codes)[i] : 0;
         return (code == 1 && x[i] < 0.0) || (code == 0 && x[i] > 0.0);
     };
-    const double limit = std::floor(std::pow(static_cast<double>(mu.size()), 5) * 0.5);
-    for (double attempt = 0.0; attempt < limit; ++attempt) {
+    const double limit = std::min(std::floor(std::pow(static_cast<double>(mu.size()), 5) * 0.5), 0x1p62);
+    for (auto left = static_cast<std::int64_t>(limit); left > 0; --left) {
         mvnormrnd(rng, norm, mu, L, x);
         ok = true;
         for (Index i = 0; i < x.size(); ++i) ok = ok && !fails(i);
