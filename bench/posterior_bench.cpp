@@ -28,7 +28,7 @@ MatrixXd Chains(Index n, Index k) {
 }
 
 void Shapes(benchmark::internal::Benchmark* family) {
-    family->ArgNames({"n", "k"})->ArgsProduct({{10000, 100000}, {10}});
+    family->ArgNames({"n", "k"})->ArgsProduct({{10000, 100000, 1000000}, {10}});
 }
 
 void SetDraws(benchmark::State& state) {
