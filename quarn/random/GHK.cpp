@@ -26,7 +26,7 @@ class Simulator {
         : m_cells(detail::NormalProbabilityCells()),
           m_rows(L),
           m_start(-b.cwiseQuotient(L.diagonal())),
-          m_bounds(b.size()),
+          m_bounds(m_start),
           m_first(detail::NormalProbabilityAnywhere(-m_start[0])) {
         for (Index i = 0; i < b.size(); ++i) m_rows.row(i) /= L(i, i);
     }

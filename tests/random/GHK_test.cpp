@@ -135,6 +135,8 @@ TEST(GHK, OfOneDimensionOrIndependenceIsExact) {
     EXPECT_EQ(quarn::GHK_last_conditional(TRIPLE, one, b, 0), Phi(-0.5));
     EXPECT_NEAR(quarn::GHK_ratio(TRIPLE, one, one, b, VectorXd(-b), 3), Phi(-0.5) / Phi(0.5), 1e-16);
     EXPECT_LT((quarn::GHK_mfx(TRIPLE, one, b, X, 0) - pdf(boost::math::normal(), -0.5) * X).norm(), 1e-15);
+    const VectorXd far = VectorXd::Constant(1, -76.0);  // a probability that has lost digits
+    EXPECT_EQ(quarn::GHK_ratio(TRIPLE, one, one, far, far, 3), 1.0);
     EXPECT_TRUE(SameState(T, Triple(2)));
     EXPECT_NEAR(quarn::GHK(TRIPLE, MatrixXd(MatrixXd::Identity(3, 3)), VectorXd(VectorXd::Zero(3)), 7), 0.125, 1e-16);
 }
