@@ -1,0 +1,31 @@
+#pragma once
+
+#include <quarn/base/Types.h>
+
+#include <samplers/Export.h>
+#include <string>
+
+namespace quarn::samplers {
+
+/// The prior of K coefficients: normal with the given mean and precision (inverse covariance).
+struct NormalPrior {
+    static constexpr double DefaultPrecision = 1e-4;  ///< of each coefficient: a standard deviation of 100
+
+    VectorXd Mean;       ///< K; empty: zeros
+    MatrixXd Precision;  ///< K x K, positive definite; empty: DefaultPrecision times the identity
+};
+
+/// The prior of the precision (inverse variance) of an error term: gamma, mean Shape / Rate.
+struct GammaPrior {
+    double Shape = 1e-3;
+    double Rate = 1e-3;
+};
+
+/// The same with its defaults written out for k coefficients.
+QUARN_SAMPLERS_EXPORT NormalPrior Completed(const NormalPrior& prior, Eigen::Index k);
+
+/// What is wrong with a prior for k coefficients, or with that of a precision; empty if nothing is.
+QUARN_SAMPLERS_EXPORT std::string CheckPrior(const NormalPrior& prior, Eigen::Index k);
+QUARN_SAMPLERS_EXPORT std::string CheckPrior(const GammaPrior& prior);
+
+}  // namespace quarn::samplers

@@ -1,0 +1,119 @@
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cmath>
+#include <random>
+#include <samplers/LinearRegression.h>
+#include <samplers/MarginalLikelihood.h>
+#include <stdexcept>
+#include <thread>
+
+namespace quarn::samplers {
+namespace {
+
+/// A random walk of two steps a time, whose chains can wait or fail.
+class Walk final : public SamplerOf<Estimator> {
+ public:
+    std::int64_t FailAt = -1;  // iteration of chain 1
+    std::int64_t Columns = 2;
+
+    Walk() : SamplerOf<Estimator>("Walk", MatrixXd::Zero(3, 1)) {}
+    ~Walk() override { InterruptThreads(); }
+    std::shared_ptr<Model> MakeModel() const override {
+        auto model = std::make_shared<Model>();
+        FillModel(*model, "A walk\n");
+        return model;
+    }
+
+ protected:
+    struct WalkChain final : Chain {
+        std::int64_t Iteration = 0, FailAt;
+        double At = 0.0;
+        explicit WalkChain(std::int64_t failAt) : FailAt(failAt) {}
+        void Step(Generator& g) override {
+            if (Iteration++ == FailAt) throw std::runtime_error("the walk has come to an end");
+            At += NormalDraw(g.rng, g.norm);
+        }
+        void Store(Eigen::Ref<VectorXd> draw) const override { draw << static_cast<double>(Iteration), At; }
+    };
+    std::string CheckData() const override { return ""; }
+    std::unique_ptr<Chain> MakeChain(Generator&, std::int64_t c) const override {
+        return std::make_unique<WalkChain>(c == 1 ? FailAt : -1);
+    }
+    Eigen::Index NumParameters() const override { return Columns; }
+    void Summarise() override {}
+};
+
+std::shared_ptr<Walk> Finished(const RunSettings& settings) {
+    auto walk = std::make_shared<Walk>();
+    EXPECT_EQ(walk->Start(settings), "OK");
+    EXPECT_TRUE(walk->WaitFor(60.0));
+    EXPECT_TRUE(walk->GetHasResults());
+    return walk;
+}
+
+TEST(Sampler, KeepsEveryThinnedIterationBehindTheBurnInOfEachChain) {
+    const auto walk = Finished({.Draws = 150, .Burnin = 7, .Thin = 3, .Chains = 3, .Seed = 5});
+    const MatrixXd& draws = *walk->GetpSamples();
+    ASSERT_EQ(draws.rows(), 450);
+    for (int c = 0; c < 3; ++c)
+        for (int r = 0; r < 150; ++r) ASSERT_EQ(draws(150 * c + r, 0), 7 + 3 * (r + 1));
+    EXPECT_EQ(walk->IterationsDone(), std::vector<std::int64_t>(3, 7 + 450));
+    EXPECT_EQ(walk->Start({}), "The sampler has been started before.");
+}
+
+TEST(Sampler, DrawsDependOnSeedAndChainNotOnThreadsOrOtherChains) {
+    const auto draws = [](std::int64_t chains, int threads, std::int64_t seed) {
+        return *Finished({.Draws = 1000, .Burnin = 0, .Thin = 1, .Chains = chains, .Seed = seed, .Threads = threads})
+                    ->GetpSamples();
+    };
+    const MatrixXd four = draws(4, 1, 9);
+    EXPECT_EQ(four, draws(4, 4, 9));
+    EXPECT_EQ(four, draws(4, 3, 9));
+    EXPECT_EQ(four.topRows(2000), draws(2, 2, 9));
+    EXPECT_NE(four.topRows(1000), draws(1, 1, 10));
+    EXPECT_NE(four.topRows(1000), four.bottomRows(1000));
+}
+
+TEST(Sampler, AStoppedRunKeepsEqualLengthsOfAllChains) {
+    std::minstd_rand random(1);
+    for (int trial = 0; trial < 12; ++trial) {
+        const auto walk = std::make_shared<Walk>();
+        ASSERT_EQ(walk->Start({.Draws = 50'000'000, .Burnin = 10, .Thin = 1, .Chains = 3, .Threads = 2}), "OK");
+        std::this_thread::sleep_for(std::chrono::microseconds(random() % 30000));
+        walk->Stop();
+        EXPECT_FALSE(walk->GetHasResults());
+        const bool kept = walk->KeepPartial();
+        EXPECT_EQ(walk->GetHasResults(), kept);
+        if (!kept) continue;
+        const MatrixXd& draws = *walk->GetpSamples();
+        ASSERT_EQ(draws.rows(), 3 * walk->nDraws);
+        for (std::int64_t r = 0; r < draws.rows(); ++r) ASSERT_EQ(draws(r, 0), 11 + r % walk->nDraws);
+        EXPECT_TRUE(walk->IsPartial());
+        EXPECT_TRUE(walk->MakeModel()->ModelFlag);
+        EXPECT_NE(walk->MakeModel()->TableTop->find("PARTIAL"), std::string::npos);
+    }
+}
+
+TEST(Sampler, SaysWhyThereAreNoResults) {
+    Walk failing;
+    failing.FailAt = 1234;
+    ASSERT_EQ(failing.Start({.Draws = 100'000'000, .Burnin = 0, .Thin = 1, .Chains = 2, .Threads = 2}), "OK");
+    EXPECT_TRUE(failing.WaitFor(60.0));  // the other chain ends too
+    EXPECT_FALSE(failing.GetHasResults());
+    EXPECT_EQ(failing.Failure(), "the walk has come to an end");
+    EXPECT_FALSE(failing.KeepPartial());
+
+    Walk vast;
+    vast.Columns = 1'000'000;
+    EXPECT_NE(vast.Start({.Draws = 1'000'000'000}).find("more than this machine can hold"), std::string::npos);
+    EXPECT_NE(Walk().Start({.Draws = 0}), "OK");
+    EXPECT_NE(Walk().Start({.Burnin = -1}), "OK");
+    EXPECT_NE(Walk().Start({.Thin = 0}), "OK");
+    EXPECT_NE(Walk().Start({.Chains = 0}), "OK");
+    EXPECT_NE(Walk().Start({.Draws = std::int64_t{1} << 39, .Thin = std::int64_t{1} << 39}), "OK");
+    EXPECT_FALSE(Walk().KeepPartial());
+}
+
+}  // namespace
+}  // namespace quarn::samplers
