@@ -9,6 +9,7 @@
 #include <exception>
 #include <iomanip>
 #include <new>
+#include <samplers/RunRecord.h>
 #include <samplers/Sampler.h>
 #include <sstream>
 #include <unistd.h>
@@ -240,6 +241,8 @@ void Sampler::FillModel(Model& model, const std::string& top) const {
     if (m_estimator.HasLogML_CJ)
         model.Elements[Model::LogMLCJKey] = std::make_shared<MatrixXd>(MatrixXd::Constant(1, 1, m_estimator.logML_CJ));
     model.ModelFlag = m_partial;
+    StoreRunRecord({m_estimator.nChains, m_estimator.nDraws, m_estimator.nBurnin, m_estimator.nThin, m_estimator.nSeed},
+                   model);
 
     std::ostringstream lines, seconds;
     for (auto* const stream : {&lines, &seconds}) stream->imbue(std::locale::classic());

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <random>
 #include <samplers/LinearRegression.h>
-#include <samplers/MarginalLikelihood.h>
+#include <samplers/RunRecord.h>
 #include <stdexcept>
 #include <thread>
 
@@ -93,6 +93,24 @@ TEST(Sampler, AStoppedRunKeepsEqualLengthsOfAllChains) {
         EXPECT_TRUE(walk->MakeModel()->ModelFlag);
         EXPECT_NE(walk->MakeModel()->TableTop->find("PARTIAL"), std::string::npos);
     }
+}
+
+TEST(RunRecord, IsThatOfTheRunAndComesBackFromText) {
+    const auto model = Finished({.Draws = 20, .Burnin = 7, .Thin = 3, .Chains = 2, .Seed = -5})->MakeModel();
+    model->SamplesNames = {"a", "b"};
+    std::stringstream text;
+    text << "name\n";
+    model->SaveModel(text);
+    Model loaded(text);
+    const RunRecord record = GetRunRecord(loaded);
+    EXPECT_EQ(record.Chains, 2);
+    EXPECT_EQ(record.Draws, 20);
+    EXPECT_EQ(record.Burnin, 7);
+    EXPECT_EQ(record.Thin, 3);
+    EXPECT_EQ(record.Seed, -5);
+    loaded.Samples->conservativeResize(39, 2);  // no longer two chains of 20
+    EXPECT_EQ(GetRunRecord(loaded).Chains, 1);
+    EXPECT_EQ(GetRunRecord(loaded).Draws, 39);
 }
 
 TEST(Sampler, SaysWhyThereAreNoResults) {
