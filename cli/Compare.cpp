@@ -30,9 +30,7 @@ const std::map<std::string, Approximation> Approximations = {{"lr", {Model::LogM
 
 double LogMLOf(const QuarnStructure& top, const CompareOptions& options, const std::string& path) {
     const Approximation& approximation = Approximations.at(options.LogML);
-    const Place place = FindItem(top, path, QuarnStructure::ModelItem);
-    if (place.Structure == nullptr) throw Failure(options.File + ": there is no model " + path);
-    const auto model = place.Structure->GetpModel(place.Name);
+    const auto model = FindModel(top, options.File, path);
     const auto element = model->Elements.find(approximation.Key);
     if (element == model->Elements.end() || element->second->size() != 1)
         throw Failure(options.File + ": the model " + path + " has no log marginal likelihood by " +

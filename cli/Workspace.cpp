@@ -3,14 +3,20 @@
 #include "Commands.h"
 
 #include <algorithm>
+#include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <map>
 #include <memory>
 #include <new>
+#include <samplers/Sampler.h>
 #include <sstream>
 #include <string_view>
+#include <sys/stat.h>
 #include <system_error>
+#include <unistd.h>
+#include <utility>
 
 namespace quarn::cli {
 namespace {
@@ -48,6 +54,61 @@ bool Holds(const QuarnStructure& structure, const std::string& name, int kind) {
     }
 }
 
+bool SameCells(const MatrixXd& a, const MatrixXd& b) {
+    return a.rows() == b.rows() && a.cols() == b.cols() &&
+           ((a.array() == b.array()) || (a.array().isNaN() && b.array().isNaN())).all();
+}
+
+bool SameData(const Dataset& a, const Dataset& b) {
+    return a.VarNames == b.VarNames && SameCells(a.Data, b.Data) &&
+           std::ranges::equal(a.StringVars, b.StringVars, [](const auto& x, const auto& y) {
+               return x.first == y.first && x.second.Values == y.second.Values;
+           });
+}
+
+/// Gives a dataset the time structure of another one with the same data. False if it cannot have it.
+bool TakeStructure(Dataset& to, const Dataset& from) {
+    if (from.DatasetType == 0) return true;
+    const std::string status = from.DatasetType == 1
+                                   ? to.SetTimeSeries(from.TimeVariable, from.TimeFormat)
+                                   : to.SetPanelData(from.TimeVariable, from.GroupVariable, from.TimeFormat);
+    return status == "OK";
+}
+
+/// A file of this process beside another one, removed unless it is put in its place.
+class FileBeside {
+ public:
+    explicit FileBeside(std::string target) : m_target(std::move(target)), m_path(m_target + ".XXXXXX") {
+        m_descriptor = mkstemp(m_path.data());
+    }
+    FileBeside(const FileBeside&) = delete;
+    FileBeside& operator=(const FileBeside&) = delete;
+    ~FileBeside() {
+        if (m_descriptor < 0) return;
+        close(m_descriptor);
+        if (!m_inPlace) unlink(m_path.c_str());
+    }
+
+    bool IsOpen() const { return m_descriptor >= 0; }
+    const std::string& Path() const { return m_path; }
+
+    /// With the permissions of the file that was there, or those of a new file; on the disk before it bears the name.
+    bool PutInPlace() {
+        struct stat before = {};
+        const mode_t mask = umask(0);
+        umask(mask);
+        const mode_t mode = stat(m_target.c_str(), &before) == 0 ? before.st_mode & 07777U : 0666U & ~mask;
+        m_inPlace = fchmod(m_descriptor, mode) == 0 && fsync(m_descriptor) == 0 &&
+                    std::rename(m_path.c_str(), m_target.c_str()) == 0;
+        return m_inPlace;
+    }
+
+ private:
+    std::string m_target, m_path;
+    int m_descriptor = -1;
+    bool m_inPlace = false;
+};
+
 }  // namespace
 
 Workspace::Workspace(const std::string& file) {
@@ -74,6 +135,41 @@ Workspace::Workspace(const std::string& file) {
     Top.AssociateModelsToDatasets(datasets);
 }
 
+void Workspace::AddModel(const std::string& name, const std::shared_ptr<Model>& model,
+                         const std::shared_ptr<Dataset>& dataset) {
+    std::string key = dataset->Name.utf8_string();
+    for (char& c : key)
+        if (c == '~' || c == '\n') c = '_';
+    const std::string base = key;
+    std::shared_ptr<Dataset> linked = Top.GetpDataset(key);
+    for (int number = 2; linked != nullptr && !(SameData(*linked, *dataset) && TakeStructure(*linked, *dataset));
+         ++number) {
+        key = base + '_' + std::to_string(number);
+        linked = Top.GetpDataset(key);
+    }
+    if (linked == nullptr) {
+        linked = dataset;
+        Top.AddDataset(key, linked);
+    }
+    Top.RemoveModel(name);
+    samplers::LinkToDataset(model, linked);
+    Top.AddModel(name, model);
+}
+
+void Workspace::Save(const std::string& file) {
+    std::error_code error;
+    const auto resolved = std::filesystem::canonical(file, error);  // the file behind a link, not the link
+    FileBeside temporary(error ? file : resolved.string());
+    const std::string notSaved = file + ": cannot be saved; what was there is as before";
+    if (!temporary.IsOpen()) throw Failure(notSaved);
+    std::ofstream stream(temporary.Path(), std::ios::binary);
+    int counter = 0;
+    Top.NotifyAssociatedModelsForSaving(counter);
+    Top.SaveStructure(stream);
+    stream.close();
+    if (!stream || !temporary.PutInPlace()) throw Failure(notSaved);
+}
+
 Place FindItem(const QuarnStructure& top, const std::string& path, int kind) {
     int found = QuarnStructure::NoItem;
     if (kind == QuarnStructure::NoItem ? top.HasMember(path, found) : Holds(top, path, kind))
@@ -84,6 +180,12 @@ Place FindItem(const QuarnStructure& top, const std::string& path, int kind) {
         if (place.Structure != nullptr) return place;
     }
     return {};
+}
+
+std::shared_ptr<Model> FindModel(const QuarnStructure& top, const std::string& file, const std::string& path) {
+    const Place place = FindItem(top, path, QuarnStructure::ModelItem);
+    if (place.Structure == nullptr) throw Failure(file + ": there is no model " + path);
+    return place.Structure->GetpModel(place.Name);
 }
 
 }  // namespace quarn::cli

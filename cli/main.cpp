@@ -8,7 +8,7 @@
 
 namespace {
 
-enum ExitStatus { Success = 0, DataFailure = 1, UsageError = 2 };
+enum ExitStatus { Success = 0, DataFailure = 1, UsageError = 2, Stopped = 130 };
 
 const char* const RunWithHelp = "\nRun with --help for more information.";
 
@@ -24,9 +24,12 @@ int Run(int argc, char** argv) {
     app.require_subcommand(1);
     app.footer(
         "Results go to standard output, messages to standard error.\n"
-        "Exit status: 0 success, 1 a problem with the data, 2 a problem with the command line.\n"
+        "Exit status: 0 success, 1 a problem with the data, 2 a problem with the command line, 130 stopped by Ctrl-C.\n"
         "quarn COMMAND --help tells more about a command.");
     quarn::cli::AddCompare(app);
+    quarn::cli::AddEstimate(app);
+    quarn::cli::AddExport(app);
+    quarn::cli::AddPlot(app);
     quarn::cli::AddShow(app);
     quarn::cli::AddSummarize(app);
     try {
@@ -52,6 +55,8 @@ int main(int argc, char** argv) {
     if (std::setlocale(LC_CTYPE, "") == nullptr) std::setlocale(LC_CTYPE, "C.UTF-8");
     try {
         return Run(argc, argv);
+    } catch (const quarn::cli::Interrupted& stop) {
+        return Fail(stop.what(), Stopped);
     } catch (const std::bad_alloc&) {
         return Fail("not enough memory", DataFailure);
     } catch (const std::exception& failure) {

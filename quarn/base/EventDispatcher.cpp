@@ -107,7 +107,8 @@ void EventDispatcher::PrintLine() { Print(std::string(LineWidth, '-') + '\n', fa
 void EventDispatcher::PrintNewLine() { Print("\n", false); }
 
 void EventDispatcher::PrintModel(const std::string& heading, const std::string& name) {
-    Print(heading, true);
+    const bool separated = name.empty() || heading.empty() || heading.ends_with(' ');
+    Print(separated ? heading : heading + ": ", true);
     Print(name + '\n', false);
 }
 

@@ -51,7 +51,8 @@ class QUARN_EXPORT EventDispatcher {
     void PrintColor(const std::string& text, const Colour& colour, bool emphasised);
     void PrintLine();     ///< a rule, with its line end
     void PrintNewLine();  ///< a line end
-    /// The heading line of a report: heading, emphasised, then the name of its subject, and a line end.
+    /// The heading line of a report: heading, emphasised, then the name of its subject, and a line end. A heading that
+    /// does not end in a blank gets ": " before a name.
     void PrintModel(const std::string& heading, const std::string& name);
 
  private:

@@ -13,6 +13,7 @@ using quarn::TerminalStyle;
 
 void PrintSample(EventDispatcher dispatcher) {
     dispatcher.PrintModel("HEADING: ", "name");
+    dispatcher.PrintModel("Type", "name");
     dispatcher.PrintLine();
     dispatcher.Print("Header\tx\n", true);
     dispatcher.PrintBG("row\t1\n", Colour(230, 230, 240, 255));

@@ -1,0 +1,144 @@
+#include "ModelKinds.h"
+
+#include "Commands.h"
+
+#include <quarn/datasets/StatusTexts.h>
+
+#include <algorithm>
+#include <samplers/LinearRegression.h>
+#include <set>
+#include <utility>
+
+namespace quarn::cli {
+namespace {
+
+const char* const ConstantName = "constant";
+
+// ---- What a model takes ----
+
+/// Says which options a model needs, and refuses those that it would ignore.
+enum Takes : unsigned { SeveralY = 1, Z = 2, OptionalX = 4, XPerEquation = 8, Panel = 16, Series = 32 };
+
+void CheckOptions(const Specification& s, const ModelKind& kind) {
+    const unsigned takes = kind.Takes;
+    const auto fail = [&kind](const std::string& what) {
+        throw Failure(std::string("the model ") + kind.Name + ' ' + what);
+    };
+    if (!(takes & SeveralY) && s.Y.size() != 1) fail("has one dependent variable (--y)");
+    if ((takes & SeveralY) && s.Y.size() < 2) fail("has at least two dependent variables (--y A,B)");
+    if (s.X.size() > 1 && !((takes & XPerEquation) && s.X.size() == s.Y.size()))
+        fail((takes & XPerEquation) ? "takes one list of regressors (--x), or one for each dependent variable"
+                                    : "takes one list of regressors (--x)");
+    if (s.X.empty() && !s.Constant && !(takes & OptionalX)) fail("needs regressors (--x, --constant)");
+    if (!(takes & Z) && !s.Z.empty()) fail("takes no second group of regressors (--z)");
+    if ((takes & Panel) && s.Panel.empty()) fail("needs a panel (--panel TIME,GROUP)");
+    if ((takes & Series) && s.Series.empty()) fail("needs a time variable (--series TIME)");
+    if (!(takes & Panel) && !s.Panel.empty()) fail("takes no panel (--panel)");
+    if (!(takes & Series) && !s.Series.empty()) fail("takes no time variable (--series)");
+}
+
+// ---- Names and matrices ----
+
+std::string NameOf(const Dataset& dataset) { return dataset.Name.utf8_string(); }
+
+void CheckVariables(Dataset& dataset, const Specification& s) {
+    std::vector<std::string> all = s.Y;
+    for (const auto& list : s.X) all.insert(all.end(), list.begin(), list.end());
+    all.insert(all.end(), s.Z.begin(), s.Z.end());
+    for (const auto& name : all) {
+        if (!dataset.VariableExists(name)) throw Failure(NameOf(dataset) + ": there is no variable " + name);
+        if (s.Constant && name == ConstantName)
+            throw Failure(NameOf(dataset) + ": a variable is named constant; leave out --constant, or rename it");
+    }
+    for (const auto& list : s.X) {
+        std::set<std::string> once(list.begin(), list.end());
+        once.insert(s.Z.begin(), s.Z.end());
+        if (once.size() != list.size() + s.Z.size()) throw Failure("a regressor is named twice");
+        for (const auto& y : s.Y)
+            if (once.contains(y)) throw Failure("the dependent variable " + y + " is among the regressors");
+    }
+}
+
+/// Throws the message of a preparation that has no outputs.
+void Require(const std::string& status, const Dataset& dataset) {
+    if (status == "noData")
+        throw Failure(NameOf(dataset) + ": no observation is left without missing values in these variables");
+    if (status == "noTimeVar") throw Failure(NameOf(dataset) + ": the time variable does not exist");
+    if (status == "noGroupVar") throw Failure(NameOf(dataset) + ": the group variable does not exist");
+    if (status != StatusTexts::OK) throw Failure(NameOf(dataset) + ": " + status);
+}
+
+std::vector<std::string> Joined(const std::vector<std::string>& a, const std::vector<std::string>& b) {
+    std::vector<std::string> both = a;
+    both.insert(both.end(), b.begin(), b.end());
+    return both;
+}
+
+std::vector<std::string> RegressorsOf(const Specification& s, std::size_t equation = 0) {
+    if (s.X.empty()) return {};
+    return s.X[s.X.size() == 1 ? 0 : equation];
+}
+
+/// The regressors, behind a constant if there is to be one; the names likewise.
+MatrixXd WithConstant(const Specification& s, const MatrixXd& X) {
+    if (!s.Constant) return X;
+    MatrixXd all(X.rows(), X.cols() + 1);
+    all << VectorXd::Ones(X.rows()), X;
+    return all;
+}
+
+std::vector<std::string> WithConstant(const Specification& s, const std::vector<std::string>& names) {
+    return s.Constant ? Joined({ConstantName}, names) : names;
+}
+
+// ---- The models ----
+
+struct CrossSection {
+    MatrixXd X, ids;
+    VectorXd y;
+    std::vector<std::string> Names;
+};
+
+CrossSection PrepareCrossSection(Dataset& dataset, const Specification& s) {
+    CrossSection data;
+    auto names = Joined(RegressorsOf(s), s.Y);
+    Require(dataset.Prepare_CrossSection(names, data.X, data.y, data.ids), dataset);
+    data.X = WithConstant(s, data.X);
+    data.Names = WithConstant(s, RegressorsOf(s));
+    return data;
+}
+
+Prepared Linear(Dataset& dataset, const Specification& s) {
+    const CrossSection data = PrepareCrossSection(dataset, s);
+    return {std::make_shared<samplers::LinearRegression>(data.y, data.X, data.ids, s.Y[0], data.Names),
+            data.y.size(),
+            0,
+            {}};
+}
+
+}  // namespace
+
+const std::vector<ModelKind>& ModelKinds() {
+    static const std::vector<ModelKind> kinds = {
+        {"linear", "Linear regression with a normal prior of the coefficients and a gamma prior of the precision.",
+         "--y NAME --x NAME,... [--constant]", 0, Linear},
+    };
+    return kinds;
+}
+
+Prepared Prepare(const ModelKind& kind, Dataset& dataset, const Specification& specification) {
+    CheckOptions(specification, kind);
+    CheckVariables(dataset, specification);
+    return kind.Prepare(dataset, specification);
+}
+
+const ModelKind& FindModelKind(const std::string& name) {
+    std::string names;
+    for (const ModelKind& kind : ModelKinds()) {
+        if (name == kind.Name) return kind;
+        names += (names.empty() ? "" : ", ") + std::string(kind.Name);
+    }
+    throw Failure("there is no model " + name + "; the models are " + names);
+}
+
+}  // namespace quarn::cli
