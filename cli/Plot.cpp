@@ -4,6 +4,7 @@
 #include <quarn/numerics/PosteriorAnalysis.h>
 
 #include <algorithm>
+#include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -41,6 +42,15 @@ std::string Quoted(const std::string& text) {
     return quoted + '\'';
 }
 
+/// The distance of about four tics over a range: 1, 2 or 5 times a power of ten.
+double TicDistance(double range) {
+    if (!(range > 0.0) || !std::isfinite(range)) return 1.0;
+    const double power = std::pow(10.0, std::floor(std::log10(range / 4.0)));
+    for (const double multiple : {1.0, 2.0, 5.0})
+        if (range / (multiple * power) <= 5.0) return multiple * power;
+    return 10.0 * power;
+}
+
 // ---- Data blocks ----
 
 /// One block of points per chain, two empty lines between them.
@@ -52,9 +62,10 @@ void WriteTrace(std::ostream& script, const Eigen::Ref<const VectorXd>& x, const
     }
 }
 
-void WriteDensity(std::ostream& script, const Eigen::Ref<const VectorXd>& x) {
+void WriteDensity(std::ostream& script, const Eigen::Ref<const VectorXd>& x, double& range) {
     VectorXd grid(DensityPoints);
     const MatrixXd density = KDensity(x, grid);
+    range = grid(DensityPoints - 1) - grid(0);
     for (Eigen::Index i = 0; i < DensityPoints; ++i) script << grid(i) << ' ' << density(i, 0) << '\n';
 }
 
@@ -84,20 +95,25 @@ std::string Script(const Model& model, const PlotOptions& options) {
            << Quoted(options.Model) << "\nset nokey\nset tics nomirror\nset border 3\n";
     for (Eigen::Index p = 0; p < draws.cols(); ++p) {
         const auto x = draws.col(p);
+        double range = 0.0;
         script << "$trace << end_of_data\n";
         WriteTrace(script, x, run);
         script << "end_of_data\n$density << end_of_data\n";
-        WriteDensity(script, x);
+        WriteDensity(script, x, range);
         script << "end_of_data\n$acf << end_of_data\n";
         WriteAutocorrelation(script, x, run);
+        script << "end_of_data\n";
         const auto index = static_cast<std::size_t>(p);
         const std::string name = index < model.SamplesNames.size() ? model.SamplesNames[index] : std::to_string(p + 1);
-        script << "end_of_data\nset ylabel " << Quoted(name) << "\nset title " << (p == 0 ? "'Trace'" : "''")
-               << "\nset autoscale\nplot for [c=0:" << run.Chains - 1
-               << "] $trace index c with lines lw 0.5 lc c+1\nunset ylabel\nset title " << (p == 0 ? "'Density'" : "''")
-               << "\nset yrange [0:*]\nplot $density with lines lw 2 lc 1\nset title "
-               << (p == 0 ? "'Autocorrelation'" : "''") << "\nset yrange [-0.2:1]\nset xrange [0:" << Lags + 1
-               << "]\nplot $acf with impulses lw 2 lc 1, 0 lc -1\nset autoscale\n";
+        const auto title = [p](const char* text) { return "set title " + Quoted(p == 0 ? text : "") + '\n'; };
+        script << title("Trace") << "set ylabel " << Quoted(name) << "\nset ytics autofreq\nset xtics "
+               << TicDistance(static_cast<double>(run.Draws)) << "\nset autoscale\nplot for [c=0:" << run.Chains - 1
+               << "] $trace index c with lines lw 0.5 lc c+1\n"
+               << title("Density") << "unset ylabel\nunset ytics\nset xtics " << TicDistance(range)
+               << "\nset yrange [0:*]\nplot $density with lines lw 2 lc 1\n"
+               << title("Autocorrelation")
+               << "set ytics 0.5\nset xtics 10\nset yrange [-0.2:1]\nset xrange [0:" << Lags + 1
+               << "]\nplot $acf with impulses lw 2 lc 1, 0 lc -1\n";
     }
     script << "unset multiplot\nunset output\n";
     return script.str();
