@@ -88,9 +88,9 @@ TEST(QuarnEstimate, CtrlCKeepsWhatTheChainsHave) {
         const NewFile file;
         const TemporaryFile output;
         const int status =
-            std::system((std::string("timeout --preserve-status --signal INT ") + delay + " " QUARN_COMMAND " " +
-                         Pooled + "--chains 3 --threads 2 --draws 20000000 --save " + file.Path.string() + " >" +
-                         output.Path() + " 2>/dev/null")
+            std::system((std::string("timeout --foreground --preserve-status --signal INT ") + delay +
+                         " " QUARN_COMMAND " " + Pooled + "--chains 3 --threads 2 --draws 20000000 --save " +
+                         file.Path.string() + " >" + output.Path() + " 2>/dev/null")
                             .c_str());
         EXPECT_EQ(WEXITSTATUS(status), 130);
         EXPECT_NE(output.Read().find("\nPARTIAL RESULTS: stopped after "), std::string::npos) << output.Read();
