@@ -4,7 +4,7 @@
 
 namespace quarn::samplers {
 
-/// ModelCode of the models of this folder. They stand in saved workspaces: numbers are never given anew.
+/// ModelCode of the models of this folder, from 11 to 99. They stand in saved workspaces: numbers are never given anew.
 enum ModelCodes : int {
     LinearRegressionCode = Model::FirstCodeWithDataset,
     BinaryProbitCode,
