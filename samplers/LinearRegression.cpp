@@ -1,24 +1,16 @@
-#include <quarn/classical/OLSChol.h>
-#include <quarn/numerics/DescriptiveStatistics.h>
-#include <quarn/numerics/MatrixHelpers.h>
 #include <quarn/random/Univariate.h>
 
 #include <cmath>
-#include <numbers>
-#include <samplers/LinearModelRotation.h>
+#include <samplers/LinearModel.h>
 #include <samplers/LinearRegression.h>
-#include <samplers/MarginalLikelihood.h>
 #include <samplers/ModelCodes.h>
 #include <samplers/PosteriorTable.h>
 
 namespace quarn::samplers {
 
-/// All that the data and the prior say: none of it is of size N.
 struct LinearRegression::Data {
-    LinearModelRotation Rotation;
-    LinearRegressionPrior Prior;  // completed
-    VectorXd b;                   // least squares
-    double N = 0.0;
+    LinearModel Linear;
+    VectorXd b;  // least squares
 };
 
 namespace {
@@ -28,14 +20,16 @@ using Data = LinearRegression::Data;
 class LinearChain final : public Chain {
  public:
     explicit LinearChain(std::shared_ptr<const Data> data)
-        : m_data(std::move(data)), m_shape(m_data->Prior.ErrorPrecision.Shape + 0.5 * m_data->N), m_b(m_data->b) {
-        m_sumOfSquares = m_data->Rotation.SumOfSquares(m_b);
+        : m_data(std::move(data)),
+          m_shape(m_data->Linear.ErrorPrecision.Shape + 0.5 * m_data->Linear.N),
+          m_b(m_data->b) {
+        m_sumOfSquares = m_data->Linear.Rotation.SumOfSquares(m_b);
     }
 
     void Step(Generator& generator) override {
         m_tau = gamrnd(generator.rng, generator.unif, generator.norm, m_shape,
-                       m_data->Prior.ErrorPrecision.Rate + 0.5 * m_sumOfSquares);
-        m_sumOfSquares = m_data->Rotation.Draw(generator, m_tau, m_b, m_work);
+                       m_data->Linear.ErrorPrecision.Rate + 0.5 * m_sumOfSquares);
+        m_sumOfSquares = m_data->Linear.Rotation.Draw(generator, m_tau, m_b, m_work);
     }
 
     void Store(Eigen::Ref<VectorXd> draw) const override {
@@ -48,43 +42,6 @@ class LinearChain final : public Chain {
     double m_shape, m_tau = 0.0, m_sumOfSquares = 0.0;  // the last: of the residuals at m_b
     VectorXd m_b, m_work;
 };
-
-double LogLikelihood(const Data& data, const VectorXd& b, double tau) {
-    return 0.5 * (data.N * std::log(0.5 * tau / std::numbers::pi) - tau * data.Rotation.SumOfSquares(b));
-}
-
-double LogPrior(const Data& data, const VectorXd& b, double tau) {
-    return data.Rotation.LogPriorDensity(b) +
-           LogGammaDensity(tau, data.Prior.ErrorPrecision.Shape, data.Prior.ErrorPrecision.Rate);
-}
-
-/// At the mean of (b, log tau), whose density has the Jacobian tau.
-double LogMLLewisRaftery(const Data& data, const MatrixXd& draws) {
-    const Eigen::Index K = data.b.size();
-    MatrixXd unbounded = draws.leftCols(K + 1);
-    unbounded.col(K) = unbounded.col(K).array().log();
-    return LaplaceMetropolis(unbounded, [&](const VectorXd& at) {
-        const double tau = std::exp(at(K));
-        return LogLikelihood(data, at.head(K), tau) + LogPrior(data, at.head(K), tau) + at(K);
-    });
-}
-
-/// The ordinate at (b, tau): that of tau given b, averaged over the draws of b, and that of b given tau.
-double LogMLChib(const Data& data, const MatrixXd& draws) {
-    const Eigen::Index K = data.b.size();
-    RowVectorXd mean(draws.cols());
-    matrixMean(draws, mean);
-    const VectorXd b = mean.head(K).transpose();
-    const double tau = mean(K);
-    const GammaPrior& prior = data.Prior.ErrorPrecision;
-    VectorXd ordinates(draws.rows());
-    for (Eigen::Index r = 0; r < draws.rows(); ++r) {
-        const double sumOfSquares = data.Rotation.SumOfSquares(draws.row(r).head(K).transpose());
-        ordinates(r) = LogGammaDensity(tau, prior.Shape + 0.5 * data.N, prior.Rate + 0.5 * sumOfSquares);
-    }
-    return LogLikelihood(data, b, tau) + LogPrior(data, b, tau) - LogMeanExp(ordinates) -
-           data.Rotation.LogConditionalDensity(b, tau);
-}
 
 std::string Fault(const VectorXd& y, const MatrixXd& X, const std::vector<std::string>& indVars,
                   const LinearRegressionPrior& prior) {
@@ -105,10 +62,9 @@ LinearRegression::LinearRegression(const VectorXd& y, const MatrixXd& X, const M
     IndVarNames = indVars;
     if (!m_fault.empty()) return;
     auto data = std::make_shared<Data>();
-    data->Prior = {Completed(prior.Coefficients, X.cols()), prior.ErrorPrecision};
-    data->Rotation = LinearModelRotation(y, X, data->Prior.Coefficients);
-    data->b = data->Rotation.LeastSquares();
-    data->N = static_cast<double>(y.size());
+    data->Linear = {LinearModelRotation(y, X, Completed(prior.Coefficients, X.cols())), prior.ErrorPrecision,
+                    static_cast<double>(y.size())};
+    data->b = data->Linear.Rotation.LeastSquares();
     m_data = std::move(data);
 }
 
@@ -128,9 +84,9 @@ std::unique_ptr<Chain> LinearRegression::MakeChain(Generator&, std::int64_t) con
 
 void LinearRegression::Summarise() {
     Summary = PosteriorTable(*pSamples, {{DepVarName, GetSamplesNames()}});
-    logML = LogMLLewisRaftery(*m_data, *pSamples);
+    logML = LogMLLewisRaftery(m_data->Linear, m_data->b.size(), *pSamples);
     HasLogML = std::isfinite(logML);
-    logML_CJ = LogMLChib(*m_data, *pSamples);
+    logML_CJ = LogMLChib(m_data->Linear, m_data->b.size(), *pSamples);
     HasLogML_CJ = std::isfinite(logML_CJ);
 }
 
@@ -149,16 +105,7 @@ LinearRegressionModel::LinearRegressionModel(const std::shared_ptr<Model>& resul
 bool LinearRegressionModel::Predict(bool, bool, std::shared_ptr<MatrixXd> points, int, std::string,
                                     std::shared_ptr<MatrixXd> predictions, std::string& message, std::string& detail,
                                     EventDispatcher*) {
-    const Eigen::Index K = Samples->cols() - 2;
-    if (points->cols() != K) {
-        message = "A prediction needs " + std::to_string(K) + " regressors.";
-        detail = "Their number is " + std::to_string(points->cols()) + ".";
-        return false;
-    }
-    MatrixXd summary;
-    matrixSummary(Samples->leftCols(K) * points->transpose(), summary);
-    *predictions = summary.leftCols(5);
-    return true;
+    return PredictMeans(*Samples, Samples->cols() - 2, points, *predictions, message, detail);
 }
 
 }  // namespace quarn::samplers
