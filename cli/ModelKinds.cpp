@@ -5,6 +5,7 @@
 #include <quarn/datasets/StatusTexts.h>
 
 #include <algorithm>
+#include <samplers/Autoregression.h>
 #include <samplers/LinearRegression.h>
 #include <set>
 #include <utility>
@@ -116,12 +117,38 @@ Prepared Linear(Dataset& dataset, const Specification& s) {
             {}};
 }
 
+Prepared Autoregression(Dataset& dataset, const Specification& s) {
+    const auto regressors = RegressorsOf(s);
+    auto names = Joined(s.Y, regressors);
+    std::vector<VectorXi> lags(names.size(), VectorXi::Zero(1));
+    MatrixXd data, ids;
+    MatrixXi unused;
+    VectorXd time;
+    std::vector<std::vector<int>> missing;
+    Prepared prepared;
+    Require(dataset.Prepare_TimeSeries(names, lags, static_cast<int>(regressors.size()), data, ids, time, unused,
+                                       missing, prepared.Warnings, s.Impute ? 1 : 0),
+            dataset);
+    const auto K = static_cast<Eigen::Index>(regressors.size());
+    // The regressors stand where the preparation leaves them: behind the columns of the dependent variable.
+    const auto sampler = std::make_shared<samplers::Autoregression>(
+        data.col(0), WithConstant(s, data.rightCols(K)), time, ids, s.Lags, s.Y[0], WithConstant(s, regressors));
+    prepared.Sampler = sampler;
+    const MatrixXd kept = sampler->GetObsId();
+    prepared.Used = kept.rows();
+    prepared.Inserted = (kept.array() == -1.0).count();
+    return prepared;
+}
+
 }  // namespace
 
 const std::vector<ModelKind>& ModelKinds() {
     static const std::vector<ModelKind> kinds = {
         {"linear", "Linear regression with a normal prior of the coefficients and a gamma prior of the precision.",
          "--y NAME --x NAME,... [--constant]", 0, Linear},
+        {"ar", "Autoregression of a time series. Missing values are drawn along with the parameters.",
+         "--y NAME --series TIME [--lags P] [--x NAME,...] [--constant] [--impute]", Series | OptionalX,
+         Autoregression},
     };
     return kinds;
 }
