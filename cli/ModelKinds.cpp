@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <samplers/Autoregression.h>
 #include <samplers/LinearRegression.h>
+#include <samplers/PanelRegression.h>
 #include <set>
 #include <utility>
 
@@ -140,6 +141,22 @@ Prepared Autoregression(Dataset& dataset, const Specification& s) {
     return prepared;
 }
 
+Prepared PanelRegression(Dataset& dataset, const Specification& s) {
+    const auto regressors = RegressorsOf(s);
+    auto names = Joined(Joined(s.Z, regressors), s.Y);
+    MatrixXd X, ids;
+    VectorXd y;
+    MatrixXi structure;
+    Require(dataset.Prepare_PanelData(names, X, y, ids, structure, false), dataset);
+    const auto numZ = static_cast<Eigen::Index>(s.Z.size());
+    const MatrixXd own = WithConstant(s, X.rightCols(X.cols() - numZ));
+    return {std::make_shared<samplers::PanelRegression>(y, X.leftCols(numZ), own, ids, structure, s.Y[0], s.Z,
+                                                        WithConstant(s, regressors)),
+            y.size(),
+            0,
+            {}};
+}
+
 }  // namespace
 
 const std::vector<ModelKind>& ModelKinds() {
@@ -149,6 +166,9 @@ const std::vector<ModelKind>& ModelKinds() {
         {"ar", "Autoregression of a time series. Missing values are drawn along with the parameters.",
          "--y NAME --series TIME [--lags P] [--x NAME,...] [--constant] [--impute]", Series | OptionalX,
          Autoregression},
+        {"panel", "Panel regression with group effects: coefficients of --x (and --constant) that vary between groups.",
+         "--y NAME --panel TIME,GROUP [--x NAME,...] [--constant] [--z NAME,...], of which --z has common coefficients",
+         Panel | Z, PanelRegression},
     };
     return kinds;
 }
