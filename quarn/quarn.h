@@ -2,6 +2,7 @@
 
 /// All public headers of libQuarn_comp.
 
+#include <quarn/base/Alignment.h>
 #include <quarn/base/Colour.h>
 #include <quarn/base/EventDispatcher.h>
 #include <quarn/base/Export.h>

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <quarn/base/Alignment.h>
+
 #include <Eigen/Core>
 
 /// The dense types that all of the library's interfaces speak: column-major matrices and vectors of Eigen.
