@@ -2,7 +2,8 @@
 # a project that adds this one as a subdirectory keeps its own.
 function(quarn_target_defaults target)
   target_compile_features(${target} PUBLIC cxx_std_20)
-  set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF POSITION_INDEPENDENT_CODE ON)
+  set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF POSITION_INDEPENDENT_CODE ON
+    COMPILE_WARNING_AS_ERROR ${QUARN_WARNINGS_AS_ERRORS})
   # No contraction into fused multiply-adds: the same source gives the same digits at every optimisation level.
   target_compile_options(${target} PRIVATE -ffp-contract=off
     # g++ 12 warns falsely of overlapping copies in "literal" + std::string (GCC bug 105651); clang-tidy, which reads
@@ -11,8 +12,11 @@ function(quarn_target_defaults target)
     # Deleting through a base without a virtual destructor is an error of -Wall; deriving from one, which the models and
     # estimators are made for, is none.
     -Wall -Wextra -Wshadow -Wconversion -Wextra-semi -Wmissing-declarations)
-  if(QUARN_WARNINGS_AS_ERRORS)
-    target_compile_options(${target} PRIVATE -Werror)
+  # The same bytes wherever it is built: no paths of this machine in what will be installed. Debuggers need them.
+  target_compile_options(${target} PRIVATE $<$<NOT:$<CONFIG:Debug>>:-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=>)
+  set_target_properties(${target} PROPERTIES BUILD_RPATH_USE_ORIGIN ON)
+  if(QUARN_NATIVE)
+    target_compile_options(${target} PRIVATE -march=native)
   endif()
   if(QUARN_SANITIZE)
     target_compile_options(${target} PRIVATE -fsanitize=${QUARN_SANITIZE} -fno-sanitize-recover=all

@@ -1,0 +1,13 @@
+# quarn_native_alignment: what Eigen aligns memory to under -march=native, in bytes.
+include(CheckCXXSymbolExists)
+set(CMAKE_REQUIRED_FLAGS -march=native)
+check_cxx_symbol_exists(__AVX512F__ "" QUARN_NATIVE_HAS_AVX512F)
+check_cxx_symbol_exists(__AVX__ "" QUARN_NATIVE_HAS_AVX)
+unset(CMAKE_REQUIRED_FLAGS)
+if(QUARN_NATIVE_HAS_AVX512F)
+  set(quarn_native_alignment 64)
+elseif(QUARN_NATIVE_HAS_AVX)
+  set(quarn_native_alignment 32)
+else()
+  set(quarn_native_alignment 16)
+endif()
