@@ -53,7 +53,7 @@ quarn_install_pkg_config(quarn "${PROJECT_DESCRIPTION}" "eigen3 >= 3.4"
   "-lQuarn_comp;-lboost_thread;-lboost_date_time;${wx_libraries};-pthread")
 if(TARGET quarn_samplers)
   quarn_install_library(quarn_samplers)
-  set_target_properties(quarn_samplers PROPERTIES INSTALL_RPATH $ORIGIN)
+  set_target_properties(quarn_samplers PROPERTIES EXPORT_NAME samplers INSTALL_RPATH $ORIGIN)
   quarn_install_pkg_config(quarn-samplers "Samplers and models on libQuarn_comp" "quarn = ${PROJECT_VERSION}"
     "" -lQuarn_samplers)
 endif()

@@ -24,3 +24,22 @@ function(quarn_target_defaults target)
     target_link_options(${target} PRIVATE -fsanitize=${QUARN_SANITIZE})
   endif()
 endfunction()
+
+# quarn_library_defaults(TARGET FILE): of the libraries that are installed, file name, versions, and what is exported.
+function(quarn_library_defaults target file)
+  quarn_target_defaults(${target})
+  # The soname is the minor version as long as that may break the binary interface.
+  set_target_properties(${target} PROPERTIES
+    OUTPUT_NAME ${file}
+    VERSION ${PROJECT_VERSION}
+    SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR}
+    CXX_VISIBILITY_PRESET hidden
+    VISIBILITY_INLINES_HIDDEN ON)
+  get_target_property(type ${target} TYPE)
+  if(type STREQUAL SHARED_LIBRARY)
+    # Visible types of other libraries bring symbols along that no attribute here can hide.
+    set(exports ${PROJECT_SOURCE_DIR}/cmake/exports.map)
+    target_link_options(${target} PRIVATE LINKER:--version-script=${exports})
+    set_property(TARGET ${target} PROPERTY LINK_DEPENDS ${exports})
+  endif()
+endfunction()
