@@ -33,6 +33,7 @@ function(quarn_library_defaults target file)
     OUTPUT_NAME ${file}
     VERSION ${PROJECT_VERSION}
     SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR}
+    DEFINE_SYMBOL ""
     CXX_VISIBILITY_PRESET hidden
     VISIBILITY_INLINES_HIDDEN ON)
   get_target_property(type ${target} TYPE)
