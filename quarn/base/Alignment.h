@@ -4,6 +4,8 @@
 
 #include <Eigen/Core>
 
+#include <algorithm>
+
 /// Matrices cross the border between library and application both ways, so that each frees memory of the other's. Eigen
 /// allocates in a way that depends on compiler flags (-mavx, -mavx512f, -march, -fsanitize=address) and macros of its own:
 /// where the two sides differ, such a program would crash. It is not linked instead: every file that includes this one
@@ -21,7 +23,7 @@ QUARN_EXPORT void error_libQuarn_comp_was_built_with_another_EIGEN_MALLOC_ALREAD
 namespace detail {
 
 /// What Eigen aligns allocated memory to. Less than 16 is no different: malloc aligns to 16.
-constexpr int alignBytes = EIGEN_DEFAULT_ALIGN_BYTES < 16 ? 16 : EIGEN_DEFAULT_ALIGN_BYTES;
+constexpr int alignBytes = std::max(16, EIGEN_DEFAULT_ALIGN_BYTES);
 /// Whether it takes the memory from malloc as it is.
 constexpr int mallocAlreadyAligned = EIGEN_DEFAULT_ALIGN_BYTES == 0 || EIGEN_MALLOC_ALREADY_ALIGNED;
 
