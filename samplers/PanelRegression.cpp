@@ -34,7 +34,8 @@ namespace {
 using Data = PanelRegression::Data;
 using Eigen::Index;
 
-constexpr Index MostDrawsOfEffects = 10000;
+/// How many draws to draw the b_i for anew: 10000, and fewer for many groups, whose b_i say more of D and tau.
+Index NumDrawsOfEffects(Index groups) { return std::clamp<Index>(20'000'000 / groups, 500, 10000); }
 
 /// All parameters but the b_i.
 struct Parameters {
@@ -128,7 +129,7 @@ struct EffectsResults {
 };
 
 EffectsResults DrawEffectsAnew(const Data& data, const MatrixXd& draws, const Parameters& at, std::int64_t seed) {
-    const Index step = (draws.rows() + MostDrawsOfEffects - 1) / MostDrawsOfEffects;
+    const Index most = NumDrawsOfEffects(data.Groups.NumGroups()), step = (draws.rows() + most - 1) / most;
     EffectsResults results;
     results.MeanDeviations.setZero(data.Groups.NumEffects(), data.Groups.NumGroups());
     results.LogOrdinates.resize((draws.rows() + step - 1) / step);
