@@ -33,7 +33,8 @@ struct PanelRegressionPrior {
 /// Other results: element "groupEffects" of the model, a row for each group with the posterior means of b_i.
 /// Log marginal likelihoods: with the b_i integrated out. Lewis & Raftery at the mean of (a, mu, log tau) and of the
 ///        elements of L, the diagonal in logarithms, where D^-1 = LL'; Chib & Jeliazkov, where all conditionals are known,
-///        at the mean of (a, mu, D, tau), by new draws of the b_i for 10000 of the draws, for fewer if there are above 2000 groups.
+///        at the mean of (a, mu, D, tau), by new draws of the b_i for 10000 of the draws, for fewer if there are more than
+///        2000 groups.
 /// Cost:  one orthogonal reduction of the data; an iteration takes of the order of Kx (Kz + Kx)^2 + Kx^3 multiply-adds
 ///        for each group, whatever its length.
 /// Source: Chib & Carlin (1999), Stat. Comput. 9, 17-26, algorithm 2; Lindley & Smith (1972), J. R. Stat. Soc. B 34, 1-41.
