@@ -197,9 +197,8 @@ std::shared_ptr<Model> Autoregression::MakeModel() const {
     if (m_imputed) results->Elements["imputed"] = m_imputed;
     results->HiddenElements["lastValues"] = m_lastValues;
     const auto seed = static_cast<std::uint64_t>(nSeed);
-    results->HiddenElements["seed"] = std::make_shared<MatrixXd>(
-        (MatrixXd(1, 2) << static_cast<double>(seed & 0xFFFFFFFFU), static_cast<double>(seed >> 32)).finished());
-    results->IntList = {static_cast<int>(m_data->p), m_data->ConstantOnly ? 1 : 0};
+    const auto half = [seed](int shift) { return static_cast<int>(static_cast<std::uint32_t>(seed >> shift)); };
+    results->IntList = {static_cast<int>(m_data->p), m_data->ConstantOnly ? 1 : 0, half(0), half(32)};
     return std::make_shared<AutoregressionModel>(results);
 }
 

@@ -82,8 +82,9 @@ class QUARN_SAMPLERS_EXPORT Autoregression final : public SamplerOf<Estimator> {
 class QUARN_SAMPLERS_EXPORT AutoregressionModel final : public Model {
  public:
     /// Takes over what was stored or filled: the fields of a plain Model, with
-    ///   IntList         p; 1 if all exogenous regressors are constant terms, else 0
-    ///   HiddenElements  "lastValues"; "seed", 1 x 2: its lower and upper 32 bits
+    ///   IntList         p; 1 if all exogenous regressors are constant terms, else 0; the seed, lower 32 bits first
+    ///   HiddenElements  "lastValues": the p latest values of y, the last first; a row, or a row for each draw
+    /// The operations give false, with a message, if these are not there.
     explicit AutoregressionModel(const std::shared_ptr<Model>& results);
 
     /// Posterior summaries of the mean of y, x'b + phi_1 y_{t-1} + ..., given regressors and lags.
@@ -117,6 +118,9 @@ class QUARN_SAMPLERS_EXPORT AutoregressionModel final : public Model {
     bool TestStability(std::shared_ptr<MatrixXd> statistics, std::string& message, std::string& detail,
                        EventDispatcher* dispatcher) override;
     void PrintStabTest(const MatrixXd& statistics, const EventDispatcher& dispatcher) override;
+
+ private:
+    bool IsComplete(std::string& message) const;
 };
 
 }  // namespace quarn::samplers

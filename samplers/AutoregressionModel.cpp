@@ -15,9 +15,10 @@ using Eigen::Index;
 
 constexpr int MostPeriods = 100000;
 
-std::int64_t SeedOf(const MatrixXd& halves) {
-    return static_cast<std::int64_t>(static_cast<std::uint64_t>(halves(0, 0)) | static_cast<std::uint64_t>(halves(0, 1))
-                                                                                    << 32);
+/// The seed of the run from the last entries of IntList.
+std::int64_t SeedOf(const std::vector<int>& list) {
+    const auto half = [&list](std::size_t i) { return std::uint64_t{static_cast<std::uint32_t>(list[i])}; };
+    return static_cast<std::int64_t>(half(2) | half(3) << 32);
 }
 
 /// The largest modulus of the eigenvalues of the companion matrix.
@@ -54,22 +55,34 @@ AutoregressionModel::AutoregressionModel(const std::shared_ptr<Model>& results) 
     ModelCode = AutoregressionCode;
 }
 
+bool AutoregressionModel::IsComplete(std::string& message) const {
+    const auto last = HiddenElements.find("lastValues");
+    if (Samples && Samples->rows() > 0 && IntList.size() == 4 && IntList[0] > 0 && Samples->cols() >= IntList[0] + 2 &&
+        last != HiddenElements.end() && last->second->cols() == IntList[0] &&
+        (last->second->rows() == 1 || last->second->rows() == Samples->rows()))
+        return true;
+    message = "The model lacks results that an autoregression has.";
+    return false;
+}
+
 bool AutoregressionModel::Predict(bool, bool, std::shared_ptr<MatrixXd> points, int, std::string,
                                   std::shared_ptr<MatrixXd> predictions, std::string& message, std::string& detail,
                                   EventDispatcher*) {
+    if (!IsComplete(message)) return false;
     return PredictMeans(*Samples, Samples->cols() - 2, points, *predictions, message, detail);
 }
 
 bool AutoregressionModel::Forecast(int periods, std::shared_ptr<MatrixXd> points, std::shared_ptr<MatrixXd> forecasts,
                                    std::string& message, std::string& detail, EventDispatcher*) {
-    const Index K = Samples->cols() - 2 - IntList.at(0);
+    if (!IsComplete(message)) return false;
+    const Index K = Samples->cols() - 2 - IntList[0];
     if (periods < 1 || periods > MostPeriods) {
         message = "A forecast needs a number of periods from 1 to " + std::to_string(MostPeriods) + ".";
         detail = "Their number is " + std::to_string(periods) + ".";
         return false;
     }
     const bool isGiven = points && points->size() > 0;
-    const bool fits = isGiven ? points->rows() == periods && points->cols() == K : IntList.at(1) == 1;
+    const bool fits = isGiven ? points->rows() == periods && points->cols() == K : IntList[1] == 1;
     if (!fits || (isGiven && !points->allFinite())) {
         message =
             "A forecast needs finite values of the " + std::to_string(K) + " exogenous regressors in each period.";
@@ -79,17 +92,18 @@ bool AutoregressionModel::Forecast(int periods, std::shared_ptr<MatrixXd> points
         return false;
     }
     const MatrixXd X = isGiven ? *points : MatrixXd::Ones(periods, K);
-    const MatrixXd paths = Paths(*Samples, X, *HiddenElements.at("lastValues"),
-                                 MakeGenerator(SeedOf(*HiddenElements.at("seed")), FirstAuxiliaryStream));
+    const MatrixXd paths =
+        Paths(*Samples, X, *HiddenElements.at("lastValues"), MakeGenerator(SeedOf(IntList), FirstAuxiliaryStream));
     MatrixXd summary;
     matrixSummary(paths.transpose(), summary);
     *forecasts = summary.leftCols(5);
     return true;
 }
 
-bool AutoregressionModel::TestStability(std::shared_ptr<MatrixXd> statistics, std::string&, std::string&,
+bool AutoregressionModel::TestStability(std::shared_ptr<MatrixXd> statistics, std::string& message, std::string&,
                                         EventDispatcher*) {
-    const Index p = IntList.at(0), K = Samples->cols() - 2 - p;
+    if (!IsComplete(message)) return false;
+    const Index p = IntList[0], K = Samples->cols() - 2 - p;
     VectorXd modulus(Samples->rows());
     for (Index r = 0; r < modulus.size(); ++r) modulus(r) = LargestRoot(Samples->row(r).segment(K, p));
     RowVectorXd summary;
