@@ -196,9 +196,7 @@ std::shared_ptr<Model> Autoregression::MakeModel() const {
                             " initial ones\nMissing values imputed: " + std::to_string(m_data->Missing.size()) + "\n");
     if (m_imputed) results->Elements["imputed"] = m_imputed;
     results->HiddenElements["lastValues"] = m_lastValues;
-    const auto seed = static_cast<std::uint64_t>(nSeed);
-    const auto half = [seed](int shift) { return static_cast<int>(static_cast<std::uint32_t>(seed >> shift)); };
-    results->IntList = {static_cast<int>(m_data->p), m_data->ConstantOnly ? 1 : 0, half(0), half(32)};
+    results->IntList = {static_cast<int>(m_data->p), m_data->ConstantOnly ? 1 : 0};
     return std::make_shared<AutoregressionModel>(results);
 }
 

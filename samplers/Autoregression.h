@@ -82,7 +82,7 @@ class QUARN_SAMPLERS_EXPORT Autoregression final : public SamplerOf<Estimator> {
 class QUARN_SAMPLERS_EXPORT AutoregressionModel final : public Model {
  public:
     /// Takes over what was stored or filled: the fields of a plain Model, with
-    ///   IntList         p; 1 if all exogenous regressors are constant terms, else 0; the seed, lower 32 bits first
+    ///   IntList         p; 1 if all exogenous regressors are constant terms, else 0
     ///   HiddenElements  "lastValues": the p latest values of y, the last first; a row, or a row for each draw
     /// The operations give false, with a message, if these are not there.
     explicit AutoregressionModel(const std::shared_ptr<Model>& results);

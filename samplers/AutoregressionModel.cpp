@@ -7,6 +7,7 @@
 #include <samplers/Autoregression.h>
 #include <samplers/LinearModel.h>
 #include <samplers/ModelCodes.h>
+#include <samplers/RunRecord.h>
 
 namespace quarn::samplers {
 namespace {
@@ -14,12 +15,6 @@ namespace {
 using Eigen::Index;
 
 constexpr int MostPeriods = 100000;
-
-/// The seed of the run from the last entries of IntList.
-std::int64_t SeedOf(const std::vector<int>& list) {
-    const auto half = [&list](std::size_t i) { return std::uint64_t{static_cast<std::uint32_t>(list[i])}; };
-    return static_cast<std::int64_t>(half(2) | half(3) << 32);
-}
 
 /// The largest modulus of the eigenvalues of the companion matrix.
 double LargestRoot(const Eigen::Ref<const RowVectorXd>& phi) {
@@ -57,7 +52,7 @@ AutoregressionModel::AutoregressionModel(const std::shared_ptr<Model>& results) 
 
 bool AutoregressionModel::IsComplete(std::string& message) const {
     const auto last = HiddenElements.find("lastValues");
-    if (Samples && Samples->rows() > 0 && IntList.size() == 4 && IntList[0] > 0 && Samples->cols() >= IntList[0] + 2 &&
+    if (Samples && Samples->rows() > 0 && IntList.size() == 2 && IntList[0] > 0 && Samples->cols() >= IntList[0] + 2 &&
         last != HiddenElements.end() && last->second->cols() == IntList[0] &&
         (last->second->rows() == 1 || last->second->rows() == Samples->rows()))
         return true;
@@ -92,8 +87,8 @@ bool AutoregressionModel::Forecast(int periods, std::shared_ptr<MatrixXd> points
         return false;
     }
     const MatrixXd X = isGiven ? *points : MatrixXd::Ones(periods, K);
-    const MatrixXd paths =
-        Paths(*Samples, X, *HiddenElements.at("lastValues"), MakeGenerator(SeedOf(IntList), FirstAuxiliaryStream));
+    const MatrixXd paths = Paths(*Samples, X, *HiddenElements.at("lastValues"),
+                                 MakeGenerator(GetRunRecord(*this).Seed, FirstAuxiliaryStream));
     MatrixXd summary;
     matrixSummary(paths.transpose(), summary);
     *forecasts = summary.leftCols(5);
