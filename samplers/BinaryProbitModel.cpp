@@ -1,0 +1,113 @@
+#include <quarn/base/FormatLine.h>
+#include <quarn/numerics/Densities.h>
+#include <quarn/numerics/DescriptiveStatistics.h>
+
+#include <samplers/BinaryProbit.h>
+#include <samplers/ModelCodes.h>
+
+namespace quarn::samplers {
+namespace {
+
+using Eigen::Index;
+
+/// Mean over the rows of X of phi(x'b), for each draw b.
+VectorXd MeanDensities(const MatrixXd& X, const MatrixXd& draws) {
+    VectorXd means(draws.rows());
+    MatrixXd density(X.rows(), 1);
+    for (Index r = 0; r < draws.rows(); ++r) {
+        density.noalias() = X * draws.row(r).transpose();
+        normpdf(density, 0.0, 1.0, density);
+        means(r) = vectorMean(density.col(0));
+    }
+    return means;
+}
+
+bool HasColumns(const MatrixXd& points, Index K, const std::string& who, std::string& message, std::string& detail) {
+    if (points.cols() == K) return true;
+    message = who + " needs " + std::to_string(K) + " regressors.";
+    detail = "Their number is " + std::to_string(points.cols()) + ".";
+    return false;
+}
+
+const char* Description(int type) {
+    switch (type) {
+        case BinaryProbitModel::AverageEffect:
+            return "Average over the points of the marginal effects on P(y = 1)";
+        case BinaryProbitModel::EffectAtMeans:
+            return "Marginal effects on P(y = 1) at the means of the regressors";
+        case BinaryProbitModel::EffectAtPoint:
+            return "Marginal effects on P(y = 1) at given regressors";
+        default:
+            return "Marginal effects on P(y = 1)";
+    }
+}
+
+}  // namespace
+
+BinaryProbitModel::BinaryProbitModel(const std::shared_ptr<Model>& results) {
+    SetMembersShallow(results);
+    ModelCode = BinaryProbitCode;
+}
+
+bool BinaryProbitModel::CalculateMFX(int type, std::shared_ptr<MatrixXd> points, int at,
+                                     std::shared_ptr<MatrixXd> effects, std::string& message, std::string& detail,
+                                     EventDispatcher*) {
+    if (!points || points->rows() == 0) points = HiddenElements[RegressorsKey];
+    if (!points || points->rows() == 0) {
+        message = "The model has no regressors to compute effects at.";
+        return false;
+    }
+    if (!HasColumns(*points, Samples->cols(), "A marginal effect", message, detail)) return false;
+    if (type < AverageEffect || type > EffectAtPoint) {
+        message = "There is no such type of marginal effects: " + std::to_string(type) + ".";
+        return false;
+    }
+    if (type == EffectAtPoint && (at < 0 || at >= points->rows())) {
+        message = "There is no such row of regressors: " + std::to_string(at) + ".";
+        detail = "They have " + std::to_string(points->rows()) + " rows.";
+        return false;
+    }
+    MatrixXd X = *points;
+    RowVectorXd mean;
+    matrixMean(*points, mean);
+    if (type == EffectAtMeans) X = mean;
+    if (type == EffectAtPoint) X = points->row(at);
+    MatrixXd summary;
+    matrixSummary(MeanDensities(X, *Samples).asDiagonal() * *Samples, summary);
+    *effects = summary.leftCols(5);
+    return true;
+}
+
+void BinaryProbitModel::PrintMFX(const MatrixXd& effects, int type, const EventDispatcher& dispatcher) {
+    const Index K = Samples->cols();
+    if (effects.rows() != K || effects.cols() != 5) return;
+    const auto X = HiddenElements[RegressorsKey];
+    std::vector<std::string> names;
+    MatrixXd rows(K, 5);
+    for (Index j = 0; j < K; ++j) {
+        if (X && X->rows() > 0 && (X->col(j).array() == (*X)(0, j)).all()) continue;
+        rows.row(static_cast<Index>(names.size())) = effects.row(j);
+        names.push_back(SamplesNames[static_cast<std::size_t>(j)]);
+    }
+    SummaryStructure table;
+    table.SetDepVars(Summary.DepVars);
+    table.SetIndVars(names);
+    table.SetSummaryMatrix(rows.topRows(static_cast<Index>(names.size())));
+    table.SetSpacesVector(VectorXi::Constant(1, static_cast<int>(names.size())));
+    const std::string header =
+        ExpandContractString("  ") + "\t        Mean\t      Median\t     Sd.dev.\t          5%\t         95%\n";
+    PrintTable("Marginal effects: ", Description(type), "", header, table, dispatcher, LabelWidth);
+}
+
+bool BinaryProbitModel::Predict(bool, bool, std::shared_ptr<MatrixXd> points, int, std::string,
+                                std::shared_ptr<MatrixXd> predictions, std::string& message, std::string& detail,
+                                EventDispatcher*) {
+    if (!HasColumns(*points, Samples->cols(), "A prediction", message, detail)) return false;
+    MatrixXd probabilities = *Samples * points->transpose(), summary;
+    normcdf(probabilities, 0.0, 1.0, probabilities);
+    matrixSummary(probabilities, summary);
+    *predictions = summary.leftCols(5);
+    return true;
+}
+
+}  // namespace quarn::samplers
