@@ -11,6 +11,7 @@
 #include <random>
 #include <samplers/BinaryProbit.h>
 #include <samplers/LinearRegression.h>
+#include <samplers/MultinomialProbit.h>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -72,11 +73,49 @@ void OneEquation(benchmark::State& state, const std::string& name, bool binary, 
     state.counters["draws"] = static_cast<double>(draws);  // of one run
 }
 
-#define ONE_EQUATION(sampler, name, ...) \
-    BENCHMARK_CAPTURE(OneEquation<sampler>, name, #name, __VA_ARGS__)->MeasureProcessCPUTime()->UseRealTime()
-ONE_EQUATION(LinearRegression, linear_n1000_k5, false, 1000, 5, 200'000);
-ONE_EQUATION(LinearRegression, linear_n100000_k20, false, 100'000, 20, 200'000);
-ONE_EQUATION(BinaryProbit, probit_n1000_k5, true, 1000, 5, 20'000);
-ONE_EQUATION(BinaryProbit, probit_n20000_k10, true, 20'000, 10, 2'000);
+void Linear(benchmark::State& state, const std::string& name, Index n, Index k, std::int64_t draws) {
+    OneEquation<LinearRegression>(state, name, false, n, k, draws);
+}
+
+void Probit(benchmark::State& state, const std::string& name, Index n, Index k, std::int64_t draws) {
+    OneEquation<BinaryProbit>(state, name, true, n, k, draws);
+}
+
+/// Prices of four alternatives, the last the base, and a choice.
+MatrixXd Choices(const std::string& name, Index n) {
+    if (std::getenv("QUARN_BENCH_DATA")) return Data(name, false, n, 4);
+    MatrixXd data = Simulated(false, n, 4);
+    const MatrixXd noise = Simulated(false, n, 4);
+    for (Index i = 0; i < n; ++i) {
+        Index best = 0;
+        (data.row(i).head(4) + 0.7 * noise.row(n - 1 - i).tail(4)).maxCoeff(&best);
+        data(i, 4) = static_cast<double>(best + 1);
+    }
+    return data;
+}
+
+void Multinomial(benchmark::State& state, const std::string& name, Index n, std::int64_t draws) {
+    const MatrixXd data = Choices(name, n);
+    ChoiceData choices{data.col(4).unaryExpr([](double c) { return c == 4.0 ? 0.0 : c; }),
+                       MatrixXd::Ones(n, 1),
+                       {data.leftCols(3).colwise() - data.col(3)},
+                       {"constant"},
+                       {"price"},
+                       {"1", "2", "3"}};
+    for (auto _ : state) {
+        MultinomialProbit sampler(choices, MatrixXd::Zero(n, 1));
+        RunOnOneThread(sampler, draws);
+        benchmark::DoNotOptimize(sampler.GetpSamples()->data());
+    }
+    state.SetItemsProcessed(state.iterations() * draws);
+    state.counters["draws"] = static_cast<double>(draws);
+}
+
+#define SAMPLER(family, name, ...) BENCHMARK_CAPTURE(family, name, #name, __VA_ARGS__)->MeasureProcessCPUTime()
+SAMPLER(Linear, linear_n1000_k5, 1000, 5, 200'000);
+SAMPLER(Linear, linear_n100000_k20, 100'000, 20, 200'000);
+SAMPLER(Probit, probit_n1000_k5, 1000, 5, 20'000);
+SAMPLER(Probit, probit_n20000_k10, 20'000, 10, 2'000);
+SAMPLER(Multinomial, mnp_n500_4, 500, 10'000);
 
 }  // namespace

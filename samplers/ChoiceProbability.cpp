@@ -1,0 +1,37 @@
+#include <quarn/random/GHK.h>
+
+#include <Eigen/Cholesky>
+
+#include <algorithm>
+#include <limits>
+#include <samplers/ChoiceProbability.h>
+
+namespace quarn::samplers {
+
+std::vector<MatrixXd> ChoiceCoordinates(Eigen::Index J) {
+    std::vector<MatrixXd> coordinates(static_cast<std::size_t>(J) + 1, MatrixXd::Identity(J, J));
+    for (Eigen::Index c = 0; c < J; ++c) coordinates[static_cast<std::size_t>(c) + 1].col(c).setConstant(-1.0);
+    return coordinates;
+}
+
+ChoiceProbability::ChoiceProbability(const MatrixXd& S) : m_coordinates(ChoiceCoordinates(S.rows())) {
+    for (const MatrixXd& A : m_coordinates) m_factors.push_back(Eigen::LLT<MatrixXd>(A * S * A.transpose()).matrixL());
+}
+
+double ChoiceProbability::operator()(Generator& generator, const VectorXd& mu, int c, int replications) const {
+    const auto choice = static_cast<std::size_t>(c);
+    const VectorXd mean = m_coordinates[choice] * mu;
+    const double p = GHK(generator.rng, generator.unif, generator.norm, mean, m_factors[choice], replications);
+    return std::max(p, std::numeric_limits<double>::min());
+}
+
+ScaledProbit::ScaledProbit(const Eigen::Ref<const VectorXd>& draw, Eigen::Index J, Eigen::Index K, Eigen::Index M)
+    : B(Eigen::Map<const MatrixXd>(draw.data(), K, J)), g(draw.segment(J * K, M)), S(MatrixXd::Identity(J, J)) {
+    Eigen::Index at = J * K + M;
+    for (Eigen::Index i = 1; i < J; ++i)
+        for (Eigen::Index j = 0; j <= i; ++j) S(i, j) = S(j, i) = draw(at++);
+}
+
+VectorXd ScaledProbit::MeanUtilities(const VectorXd& x, const MatrixXd& a) const { return B.transpose() * x + a * g; }
+
+}  // namespace quarn::samplers

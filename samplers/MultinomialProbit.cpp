@@ -1,0 +1,357 @@
+#include <quarn/numerics/DescriptiveStatistics.h>
+#include <quarn/numerics/MatrixHelpers.h>
+#include <quarn/random/Multivariate.h>
+#include <quarn/random/TruncatedMultivariateNormal.h>
+
+#include <Eigen/Cholesky>
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+#include <samplers/ChoiceProbability.h>
+#include <samplers/MarginalLikelihood.h>
+#include <samplers/ModelCodes.h>
+#include <samplers/MultinomialProbit.h>
+#include <samplers/PosteriorTable.h>
+
+namespace quarn::samplers {
+
+using Eigen::Index;
+
+/// The regressors of equation j are X and Z[j]. Coefficients stand as in the draws: b by equations, then g.
+struct MultinomialProbit::Data {
+    Index N = 0, J = 0, K = 0, M = 0;
+    MatrixXd X;               // N x K
+    std::vector<MatrixXd> Z;  // for each equation, N x M
+    MatrixXd Products;        // of [X Z[0] ... Z[J-1]] with itself
+    VectorXi y;
+    MultinomialProbitPrior Prior;  // completed
+    VectorXd PriorShift;           // precision times mean
+    std::vector<MatrixXd> Coordinates;
+
+    Index NumCoefficients() const { return J * K + M; }
+
+    /// Precision of the coefficients given the precision P of the utilities.
+    MatrixXd Precision(const MatrixXd& P) const;
+    /// Precision times mean, from utilities W, N x J. work: any vector
+    VectorXd Shift(const MatrixXd& W, const MatrixXd& P, VectorXd& work) const;
+    /// Mean utilities, N x J.
+    void Fit(const VectorXd& coefficients, MatrixXd& fit) const;
+};
+
+MatrixXd MultinomialProbit::Data::Precision(const MatrixXd& P) const {
+    MatrixXd A = Prior.Coefficients.Precision;
+    for (Index j = 0; j < J; ++j) {
+        for (Index l = 0; l < J; ++l) {
+            const Index zj = K + j * M, zl = K + l * M;
+            A.block(j * K, l * K, K, K) += P(j, l) * Products.topLeftCorner(K, K);
+            A.block(j * K, J * K, K, M) += P(j, l) * Products.block(0, zl, K, M);
+            A.block(J * K, j * K, M, K) += P(j, l) * Products.block(zl, 0, M, K);
+            A.bottomRightCorner(M, M) += P(j, l) * Products.block(zj, zl, M, M);
+        }
+    }
+    return A;
+}
+
+VectorXd MultinomialProbit::Data::Shift(const MatrixXd& W, const MatrixXd& P, VectorXd& work) const {
+    VectorXd shift = PriorShift;
+    for (Index j = 0; j < J; ++j) {
+        work.noalias() = W * P.col(j);
+        if (K > 0) shift.segment(j * K, K) += XpZ(X, work);
+        if (M > 0) shift.tail(M) += XpZ(Z[static_cast<std::size_t>(j)], work);
+    }
+    return shift;
+}
+
+void MultinomialProbit::Data::Fit(const VectorXd& coefficients, MatrixXd& fit) const {
+    fit.setZero(N, J);
+    for (Index j = 0; j < J; ++j) {
+        if (K > 0) fit.col(j).noalias() += X * coefficients.segment(j * K, K);
+        if (M > 0) fit.col(j).noalias() += Z[static_cast<std::size_t>(j)] * coefficients.tail(M);
+    }
+}
+
+namespace {
+
+using Data = MultinomialProbit::Data;
+
+MatrixXd Inverse(const MatrixXd& A) { return A.llt().solve(MatrixXd::Identity(A.rows(), A.cols())); }
+
+class ChoiceChain final : public Chain {
+ public:
+    explicit ChoiceChain(std::shared_ptr<const Data> data)
+        : m_data(std::move(data)),
+          m_y(m_data->y),
+          m_b(VectorXd::Zero(m_data->NumCoefficients())),
+          m_S(MatrixXd::Identity(m_data->J, m_data->J)),
+          m_P(m_S),
+          m_columns(MatrixXd::Constant(m_data->J, m_data->N, -1.0)),
+          m_means(MatrixXd::Zero(m_data->J, m_data->N)),
+          m_z(m_b.size()) {
+        for (Index i = 0; i < m_data->N; ++i)
+            if (m_y(i) > 0) m_columns(m_y(i) - 1, i) = 1.0;
+    }
+
+    void Step(Generator& g) override {
+        MNtrunc_VP(g.rng, g.unif, g.norm, m_means, m_data->Coordinates, m_data->Coordinates, m_S, m_P, m_columns, m_y);
+        m_W = m_columns.transpose();
+        DrawCoefficients(g);
+        m_data->Fit(m_b, m_fit);
+        m_means = m_fit.transpose();
+        m_W -= m_fit;
+        const MatrixXd L = Inverse(m_data->Prior.Scale + XpX(m_W)).llt().matrixL();
+        iwishrnd(g.rng, g.unif, g.norm, L, m_data->Prior.Df + static_cast<double>(m_data->N), m_S);
+        m_P = Inverse(m_S);
+    }
+
+    void Store(Eigen::Ref<VectorXd> draw) const override {
+        draw.head(m_b.size()) = m_b / std::sqrt(m_S(0, 0));
+        Index at = m_b.size();
+        for (Index i = 1; i < m_S.rows(); ++i)
+            for (Index j = 0; j <= i; ++j) draw(at++) = m_S(i, j) / m_S(0, 0);
+    }
+
+ private:
+    void DrawCoefficients(Generator& g) {
+        const Eigen::LLT<MatrixXd> factor(m_data->Precision(m_P));
+        m_b = factor.matrixL().solve(m_data->Shift(m_W, m_P, m_work));
+        for (double& x : m_z) x = NormalDraw(g.rng, g.norm);
+        m_b += m_z;
+        factor.matrixU().solveInPlace(m_b);
+    }
+
+    std::shared_ptr<const Data> m_data;
+    VectorXi m_y;
+    VectorXd m_b;
+    MatrixXd m_S, m_P;            // covariance and precision
+    MatrixXd m_columns, m_means;  // utilities and their means, J x N
+    MatrixXd m_W, m_fit;          // the same, N x J
+    VectorXd m_z, m_work;
+};
+
+double LogLikelihood(const Data& data, const VectorXd& coefficients, const MatrixXd& S, std::int64_t seed) {
+    Generator generator = MakeGenerator(seed, FirstAuxiliaryStream);
+    const int replications = static_cast<int>(std::clamp(5e6 / static_cast<double>(data.N), 200.0, 1e4));
+    const ChoiceProbability probability(S);
+    MatrixXd fit;
+    data.Fit(coefficients, fit);
+    double sum = 0.0;
+    for (Index i = 0; i < data.N; ++i)
+        sum += std::log(probability(generator, fit.row(i).transpose(), data.y(i), replications));
+    return sum;
+}
+
+/// log density of the scaled parameters: that of sqrt(s) c and s S, with the Jacobian s^(p/2 + J(J+1)/2) in c, S and
+/// log(s), integrated over log(s) by the trapezoidal rule. For c = 0 the law of log(s) is that of the logarithm of an
+/// inverse gamma variate with shape Df J / 2, which gives the middle of the grid.
+double LogPrior(const Data& data, const VectorXd& c, const MatrixXd& S) {
+    constexpr double reach = 30.0, step = 1e-3;
+    const auto J = static_cast<double>(data.J), p = static_cast<double>(c.size());
+    const NormalPrior& normal = data.Prior.Coefficients;
+    const MatrixXd L = normal.Precision.llt().matrixL();
+    const double trace = (data.Prior.Scale * Inverse(S)).trace();
+    const double quadratic = quadForm_Ax(normal.Precision, c), cross = c.dot(data.PriorShift);
+    const double atOne = LogNormalDensity(VectorXd::Zero(c.size()), normal.Mean, L) +
+                         LogInverseWishartDensity(S, data.Prior.Df, data.Prior.Scale) + 0.5 * trace;
+    const double middle = std::log(trace / (data.Prior.Df * J));
+    VectorXd logs(static_cast<Index>(2.0 * reach / step) + 1);
+    for (Index i = 0; i < logs.size(); ++i) {
+        const double t = middle - reach + step * static_cast<double>(i), root = std::exp(0.5 * t);
+        logs(i) =
+            0.5 * (p - data.Prior.Df * J) * t + root * (cross - 0.5 * root * quadratic) - 0.5 * trace / (root * root);
+    }
+    return atOne + LogMeanExp(logs) + std::log(step * static_cast<double>(logs.size()));
+}
+
+/// A draw in parameters that may take any value: S becomes its Cholesky factor, whose diagonal becomes its logarithm.
+VectorXd Unbounded(const VectorXd& draw, const Data& data) {
+    const MatrixXd L = ScaledProbit(draw, data.J, data.K, data.M).S.llt().matrixL();
+    VectorXd t = draw;
+    Index at = data.NumCoefficients();
+    for (Index i = 1; i < data.J; ++i)
+        for (Index j = 0; j <= i; ++j) t(at++) = i == j ? std::log(L(i, j)) : L(i, j);
+    return t;
+}
+
+/// At what Unbounded returns. dS = 2^(J-1) times the product over i >= 1 of L(i,i)^(J-i) dL, counted from 0.
+double LogKernel(const Data& data, const VectorXd& t, std::int64_t seed) {
+    MatrixXd L = MatrixXd::Identity(data.J, data.J);
+    double logJacobian = static_cast<double>(data.J - 1) * std::numbers::ln2;
+    Index at = data.NumCoefficients();
+    for (Index i = 1; i < data.J; ++i) {
+        for (Index j = 0; j < i; ++j) L(i, j) = t(at++);
+        logJacobian += static_cast<double>(data.J - i + 1) * t(at);
+        L(i, i) = std::exp(t(at++));
+    }
+    const VectorXd c = t.head(data.NumCoefficients());
+    const MatrixXd S = XXpLowerTriang(L);
+    return LogLikelihood(data, c, S, seed) + LogPrior(data, c, S) + logJacobian;
+}
+
+std::string ShapeFault(const ChoiceData& d) {
+    const Index N = d.y.size(), K = d.X.cols(), J = static_cast<Index>(d.AlternativeNames.size());
+    if (N == 0 || (K > 0 && d.X.rows() != N)) return "A probit needs as many rows of regressors as observations.";
+    if (K == 0 && d.Attributes.empty()) return "A multinomial probit needs at least one regressor or attribute.";
+    if (K != static_cast<Index>(d.XNames.size()) || d.Attributes.size() != d.AttributeNames.size())
+        return "A multinomial probit needs a name for each regressor and each attribute.";
+    if (J == 0) return "A multinomial probit needs at least two alternatives, and a name for each but the base.";
+    bool finite = d.X.allFinite() && d.y.allFinite();
+    for (const MatrixXd& attribute : d.Attributes) {
+        if (attribute.rows() != N || attribute.cols() != J)
+            return "An attribute needs a row for each observation and a column for each alternative but the base.";
+        finite = finite && attribute.allFinite();
+    }
+    return finite ? "" : "A multinomial probit needs finite data.";
+}
+
+std::string ChoiceFault(const VectorXd& y, Index J) {
+    std::vector<Index> count(static_cast<std::size_t>(J) + 1, 0);
+    for (const double choice : y) {
+        if (!(choice >= 0.0 && choice <= static_cast<double>(J) && choice == std::floor(choice)))
+            return "Choices must be whole numbers from 0, the base alternative, to " + std::to_string(J) + ".";
+        ++count[static_cast<std::size_t>(choice)];
+    }
+    for (std::size_t c = 0; c < count.size(); ++c)
+        if (count[c] == 0) return "Nobody chooses alternative " + std::to_string(c) + ": leave it out.";
+    return "";
+}
+
+std::string PriorFault(const MultinomialProbitPrior& prior, Index J) {
+    if (prior.Df != 0.0 && !(prior.Df > static_cast<double>(J - 1) && std::isfinite(prior.Df)))
+        return "The degrees of freedom of the prior of a " + std::to_string(J) + " x " + std::to_string(J) +
+               " covariance must be above " + std::to_string(J - 1) + ".";
+    bool dimensions = true, symmetric = true, definite = true;
+    if (prior.Scale.size() > 0 && !check_SymmetricPD(prior.Scale, static_cast<int>(J), dimensions, symmetric, definite))
+        return "The scale matrix of the prior of a covariance must have its size, and be symmetric and positive "
+               "definite.";
+    return "";
+}
+
+std::string Fault(const ChoiceData& d, const MultinomialProbitPrior& prior) {
+    const auto J = static_cast<Index>(d.AlternativeNames.size());
+    if (const std::string fault = ShapeFault(d); !fault.empty()) return fault;
+    if (const std::string fault = ChoiceFault(d.y, J); !fault.empty()) return fault;
+    if (const std::string fault = PriorFault(prior, J); !fault.empty()) return fault;
+    return CheckPrior(prior.Coefficients, J * d.X.cols() + static_cast<Index>(d.Attributes.size()));
+}
+
+MultinomialProbitPrior Completed(const MultinomialProbitPrior& prior, Index J, Index numCoefficients) {
+    const double df = prior.Df != 0.0 ? prior.Df : static_cast<double>(J + 3);
+    return {Completed(prior.Coefficients, numCoefficients), df,
+            prior.Scale.size() > 0 ? prior.Scale : MatrixXd(df * MatrixXd::Identity(J, J))};
+}
+
+}  // namespace
+
+MultinomialProbit::MultinomialProbit(const ChoiceData& choices, const MatrixXd& ids,
+                                     const MultinomialProbitPrior& prior)
+    : SamplerOf<Estimator_YX>("Multinomial probit", ids),
+      m_fault(Fault(choices, prior)),
+      m_attributeNames(choices.AttributeNames) {
+    DepVarName = choices.AlternativeNames;
+    IndVarNames.assign(DepVarName.size(), choices.XNames);
+    if (!m_fault.empty()) return;
+    auto data = std::make_shared<Data>();
+    data->N = choices.y.size();
+    data->J = static_cast<Index>(DepVarName.size());
+    data->K = choices.X.cols();
+    data->M = static_cast<Index>(choices.Attributes.size());
+    data->X = choices.X;
+    MatrixXd all(data->N, data->K + data->J * data->M);
+    if (data->K > 0) all.leftCols(data->K) = choices.X;
+    for (Index j = 0; j < data->J; ++j) {
+        const auto columns = all.middleCols(data->K + j * data->M, data->M);
+        for (Index m = 0; m < data->M; ++m)
+            all.col(data->K + j * data->M + m) = choices.Attributes[static_cast<std::size_t>(m)].col(j);
+        data->Z.emplace_back(columns);
+    }
+    data->Products = XpX(all);
+    data->y = choices.y.cast<int>();
+    data->Prior = Completed(prior, data->J, data->NumCoefficients());
+    data->PriorShift = data->Prior.Coefficients.Precision * data->Prior.Coefficients.Mean;
+    data->Coordinates = ChoiceCoordinates(data->J);
+    m_data = std::move(data);
+}
+
+/// Rows of the table have the short names; the draws have those of blocks before them.
+static std::vector<TableBlock> Blocks(const MultinomialProbit& sampler, const std::vector<std::string>& attributes) {
+    std::vector<TableBlock> blocks;
+    const std::size_t J = sampler.DepVarName.size();
+    for (std::size_t j = 0; j < J; ++j)
+        if (!sampler.IndVarNames[j].empty()) blocks.push_back({sampler.DepVarName[j], sampler.IndVarNames[j]});
+    if (!attributes.empty()) blocks.push_back({"Attributes", attributes});
+    TableBlock covariance{"Covariance", {}};
+    for (std::size_t i = 2; i <= J; ++i)
+        for (std::size_t j = 1; j <= i; ++j)
+            covariance.Rows.push_back("S(" + std::to_string(i) + "," + std::to_string(j) + ")");
+    if (J > 1) blocks.push_back(covariance);
+    return blocks;
+}
+
+std::vector<std::string> MultinomialProbit::GetSamplesNames() {
+    std::vector<std::string> names;
+    for (const TableBlock& block : Blocks(*this, m_attributeNames))
+        for (const std::string& row : block.Rows) names.push_back(block.Heading + "." + row);
+    return names;
+}
+
+Index MultinomialProbit::NumParameters() const {
+    return m_data->NumCoefficients() + m_data->J * (m_data->J + 1) / 2 - 1;
+}
+
+std::unique_ptr<Chain> MultinomialProbit::MakeChain(Generator&, std::int64_t) const {
+    return std::make_unique<ChoiceChain>(m_data);
+}
+
+void MultinomialProbit::Summarise() {
+    Summary = PosteriorTable(*pSamples, Blocks(*this, m_attributeNames));
+    MatrixXd unbounded(pSamples->rows(), pSamples->cols());
+    for (Index r = 0; r < unbounded.rows(); ++r) unbounded.row(r) = Unbounded(pSamples->row(r), *m_data).transpose();
+    logML = LaplaceMetropolis(unbounded, [this](const VectorXd& t) { return LogKernel(*m_data, t, nSeed); });
+    HasLogML = std::isfinite(logML);
+}
+
+std::shared_ptr<Model> MultinomialProbit::MakeModel() const {
+    const auto results = std::make_shared<Model>();
+    FillModel(*results, "Alternatives: " + std::to_string(m_data->J + 1) +
+                            " (utilities relative to the base)\nNumber of observations: " + std::to_string(m_data->N) +
+                            "\n");
+    results->IntList = {static_cast<int>(m_data->J), static_cast<int>(m_data->K), static_cast<int>(m_data->M)};
+    return std::make_shared<MultinomialProbitModel>(results);
+}
+
+MultinomialProbitModel::MultinomialProbitModel(const std::shared_ptr<Model>& results) {
+    SetMembersShallow(results);
+    ModelCode = MultinomialProbitCode;
+}
+
+bool MultinomialProbitModel::Predict(bool, bool, std::shared_ptr<MatrixXd> points, int, std::string,
+                                     std::shared_ptr<MatrixXd> predictions, std::string& message, std::string& detail,
+                                     EventDispatcher*) {
+    const Index J = IntList[0], K = IntList[1], M = IntList[2], R = points->rows();
+    if (points->cols() != K + M * J) {
+        message = "A prediction needs " + std::to_string(K) + " regressors and " + std::to_string(M * J) +
+                  " differences of attributes.";
+        detail = "Their number is " + std::to_string(points->cols()) + ".";
+        return false;
+    }
+    Generator generator = MakeGenerator(0, FirstAuxiliaryStream);
+    MatrixXd probabilities(std::min(Samples->rows(), PredictionDraws), R * (J + 1));
+    for (Index d = 0; d < probabilities.rows(); ++d) {
+        const VectorXd draw = Samples->row(d * Samples->rows() / probabilities.rows()).transpose();
+        const ScaledProbit probit(draw, J, K, M);
+        const ChoiceProbability probability(probit.S);
+        for (Index r = 0; r < R; ++r) {
+            const VectorXd point = points->row(r).transpose();
+            const VectorXd mu = probit.MeanUtilities(point.head(K), point.tail(M * J).reshaped(J, M));
+            for (int c = 0; c <= J; ++c)
+                probabilities(d, r * (J + 1) + c) = probability(generator, mu, c, Replications);
+        }
+    }
+    MatrixXd summary;
+    matrixSummary(probabilities, summary);
+    *predictions = summary.leftCols(5);
+    return true;
+}
+
+}  // namespace quarn::samplers
