@@ -26,7 +26,7 @@ struct BinaryProbitPrior {
 /// Source: Albert & Chib (1993), J. Am. Stat. Assoc. 88, 669-679; Chib (1995), J. Am. Stat. Assoc. 90, 1313-1321.
 class QUARN_SAMPLERS_EXPORT BinaryProbit final : public SamplerOf<Estimator> {
  public:
-    static constexpr Eigen::Index OrdinateDraws = 5000;
+    static constexpr Eigen::Index OrdinateDraws = 2000;
 
     BinaryProbit(const VectorXd& y, const MatrixXd& X, const MatrixXd& ids, const std::string& depVar,
                  const std::vector<std::string>& indVars, const BinaryProbitPrior& prior = {});

@@ -1,7 +1,7 @@
 #include <quarn/numerics/DescriptiveStatistics.h>
 #include <quarn/numerics/MatrixHelpers.h>
 #include <quarn/random/Multivariate.h>
-#include <quarn/random/TruncatedMultivariateNormal.h>
+#include <quarn/random/TruncatedNormal.h>
 
 #include <Eigen/Cholesky>
 
@@ -18,18 +18,19 @@ namespace quarn::samplers {
 
 using Eigen::Index;
 
-/// The regressors of equation j are X and Z[j]. Coefficients stand as in the draws: b by equations, then g.
+/// Observations are sorted by choice: those of choice c are Count(c) from First[c] on. The regressors of equation j are X
+/// and Z[j]. Coefficients stand as in the draws: b by equations, then g.
 struct MultinomialProbit::Data {
     Index N = 0, J = 0, K = 0, M = 0;
-    MatrixXd X;               // N x K
-    std::vector<MatrixXd> Z;  // for each equation, N x M
-    MatrixXd Products;        // of [X Z[0] ... Z[J-1]] with itself
-    VectorXi y;
-    MultinomialProbitPrior Prior;  // completed
-    VectorXd PriorShift;           // precision times mean
-    std::vector<MatrixXd> Coordinates;
+    MatrixXd X;                                     // N x K
+    std::vector<MatrixXd> Z;                        // for each equation, N x M
+    MatrixXd Products;                              // of [X Z[0] ... Z[J-1]] with itself
+    Eigen::Matrix<Index, Eigen::Dynamic, 1> First;  // J + 2, the last N
+    MultinomialProbitPrior Prior;                   // completed
+    VectorXd PriorShift;                            // precision times mean
 
     Index NumCoefficients() const { return J * K + M; }
+    Index Count(Index c) const { return First[c + 1] - First[c]; }
 
     /// Precision of the coefficients given the precision P of the utilities.
     MatrixXd Precision(const MatrixXd& P) const;
@@ -77,29 +78,30 @@ using Data = MultinomialProbit::Data;
 
 MatrixXd Inverse(const MatrixXd& A) { return A.llt().solve(MatrixXd::Identity(A.rows(), A.cols())); }
 
+/// Utilities W are drawn coordinate by coordinate given the others, which for a fixed number of draws mixes less well
+/// than drawing the J of an observation at a time, by half, and takes a fifth of the time.
 class ChoiceChain final : public Chain {
  public:
     explicit ChoiceChain(std::shared_ptr<const Data> data)
         : m_data(std::move(data)),
-          m_y(m_data->y),
           m_b(VectorXd::Zero(m_data->NumCoefficients())),
           m_S(MatrixXd::Identity(m_data->J, m_data->J)),
           m_P(m_S),
-          m_columns(MatrixXd::Constant(m_data->J, m_data->N, -1.0)),
-          m_means(MatrixXd::Zero(m_data->J, m_data->N)),
+          m_W(MatrixXd::Constant(m_data->N, m_data->J, -1.0)),
+          m_fit(MatrixXd::Zero(m_data->N, m_data->J)),
+          m_bound(m_data->N),
+          m_x(m_data->N),
           m_z(m_b.size()) {
-        for (Index i = 0; i < m_data->N; ++i)
-            if (m_y(i) > 0) m_columns(m_y(i) - 1, i) = 1.0;
+        for (Index j = 0; j < m_data->J; ++j) m_W.col(j).segment(m_data->First[j + 1], m_data->Count(j + 1)).setOnes();
+        m_E = m_W;
     }
 
     void Step(Generator& g) override {
-        MNtrunc_VP(g.rng, g.unif, g.norm, m_means, m_data->Coordinates, m_data->Coordinates, m_S, m_P, m_columns, m_y);
-        m_W = m_columns.transpose();
+        for (Index j = 0; j < m_data->J; ++j) DrawUtilities(g, j);
         DrawCoefficients(g);
         m_data->Fit(m_b, m_fit);
-        m_means = m_fit.transpose();
-        m_W -= m_fit;
-        const MatrixXd L = Inverse(m_data->Prior.Scale + XpX(m_W)).llt().matrixL();
+        m_E = m_W - m_fit;
+        const MatrixXd L = Inverse(m_data->Prior.Scale + XpX(m_E)).llt().matrixL();
         iwishrnd(g.rng, g.unif, g.norm, L, m_data->Prior.Df + static_cast<double>(m_data->N), m_S);
         m_P = Inverse(m_S);
     }
@@ -112,32 +114,62 @@ class ChoiceChain final : public Chain {
     }
 
  private:
+    /// Of all observations in equation j. x is the distance from the bound, and as such truncated to the positive.
+    void DrawUtilities(Generator& g, Index j) {
+        m_x = m_fit.col(j);
+        for (Index l = 0; l < m_data->J; ++l)
+            if (l != j) m_x -= m_P(l, j) / m_P(j, j) * m_E.col(l);
+        SetBounds(j);
+        const Index first = m_data->First[j + 1], count = m_data->Count(j + 1);
+        m_x = m_bound - m_x;
+        m_x.segment(first, count) *= -1.0;
+        tnormrnd_lower(g.rng, g.unif, g.norm, m_x, 1.0 / std::sqrt(m_P(j, j)), m_x);
+        m_x.segment(first, count) *= -1.0;
+        m_W.col(j) = m_bound - m_x;
+        m_E.col(j) = m_W.col(j) - m_fit.col(j);
+    }
+
+    /// What utilities of equation j must exceed where it is chosen, and else not exceed: the highest of the others.
+    void SetBounds(Index j) {
+        for (Index c = 0; c <= m_data->J; ++c) {
+            auto bound = m_bound.segment(m_data->First[c], m_data->Count(c));
+            const auto W = m_W.middleRows(m_data->First[c], m_data->Count(c));
+            if (c != j + 1 && c > 0) {
+                bound = W.col(c - 1);
+                continue;
+            }
+            bound.setZero();
+            for (Index l = 0; l < m_data->J && c > 0; ++l)
+                if (l != j) bound = bound.cwiseMax(W.col(l));
+        }
+    }
+
     void DrawCoefficients(Generator& g) {
         const Eigen::LLT<MatrixXd> factor(m_data->Precision(m_P));
-        m_b = factor.matrixL().solve(m_data->Shift(m_W, m_P, m_work));
+        m_b = factor.matrixL().solve(m_data->Shift(m_W, m_P, m_x));
         for (double& x : m_z) x = NormalDraw(g.rng, g.norm);
         m_b += m_z;
         factor.matrixU().solveInPlace(m_b);
     }
 
     std::shared_ptr<const Data> m_data;
-    VectorXi m_y;
     VectorXd m_b;
-    MatrixXd m_S, m_P;            // covariance and precision
-    MatrixXd m_columns, m_means;  // utilities and their means, J x N
-    MatrixXd m_W, m_fit;          // the same, N x J
-    VectorXd m_z, m_work;
+    MatrixXd m_S, m_P;           // covariance and precision
+    MatrixXd m_W, m_fit, m_E;    // utilities, their means, and the differences, N x J
+    VectorXd m_bound, m_x, m_z;  // working space
 };
 
 double LogLikelihood(const Data& data, const VectorXd& coefficients, const MatrixXd& S, std::int64_t seed) {
     Generator generator = MakeGenerator(seed, FirstAuxiliaryStream);
-    const int replications = static_cast<int>(std::clamp(5e6 / static_cast<double>(data.N), 200.0, 1e4));
+    const int replications = static_cast<int>(std::clamp(2e6 / static_cast<double>(data.N), 200.0, 1e4));
     const ChoiceProbability probability(S);
     MatrixXd fit;
     data.Fit(coefficients, fit);
     double sum = 0.0;
-    for (Index i = 0; i < data.N; ++i)
-        sum += std::log(probability(generator, fit.row(i).transpose(), data.y(i), replications));
+    for (Index c = 0; c <= data.J; ++c) {
+        for (Index i = data.First[c]; i < data.First[c + 1]; ++i)
+            sum += std::log(probability(generator, fit.row(i).transpose(), static_cast<int>(c), replications));
+    }
     return sum;
 }
 
@@ -235,6 +267,19 @@ std::string Fault(const ChoiceData& d, const MultinomialProbitPrior& prior) {
     return CheckPrior(prior.Coefficients, J * d.X.cols() + static_cast<Index>(d.Attributes.size()));
 }
 
+/// The observations in the order of their choices, and where each choice begins.
+std::vector<Index> SortByChoice(const VectorXd& y, Index J, Eigen::Matrix<Index, Eigen::Dynamic, 1>& first) {
+    first.resize(J + 2);
+    std::vector<Index> order;
+    for (Index c = 0; c <= J; ++c) {
+        first(c) = static_cast<Index>(order.size());
+        for (Index i = 0; i < y.size(); ++i)
+            if (y(i) == static_cast<double>(c)) order.push_back(i);
+    }
+    first(J + 1) = y.size();
+    return order;
+}
+
 MultinomialProbitPrior Completed(const MultinomialProbitPrior& prior, Index J, Index numCoefficients) {
     const double df = prior.Df != 0.0 ? prior.Df : static_cast<double>(J + 3);
     return {Completed(prior.Coefficients, numCoefficients), df,
@@ -256,20 +301,19 @@ MultinomialProbit::MultinomialProbit(const ChoiceData& choices, const MatrixXd& 
     data->J = static_cast<Index>(DepVarName.size());
     data->K = choices.X.cols();
     data->M = static_cast<Index>(choices.Attributes.size());
-    data->X = choices.X;
+    const std::vector<Index> order = SortByChoice(choices.y, data->J, data->First);
+    data->X = choices.X(order, Eigen::all);
     MatrixXd all(data->N, data->K + data->J * data->M);
-    if (data->K > 0) all.leftCols(data->K) = choices.X;
+    if (data->K > 0) all.leftCols(data->K) = data->X;
     for (Index j = 0; j < data->J; ++j) {
-        const auto columns = all.middleCols(data->K + j * data->M, data->M);
+        const Index first = data->K + j * data->M;
         for (Index m = 0; m < data->M; ++m)
-            all.col(data->K + j * data->M + m) = choices.Attributes[static_cast<std::size_t>(m)].col(j);
-        data->Z.emplace_back(columns);
+            all.col(first + m) = choices.Attributes[static_cast<std::size_t>(m)].col(j)(order);
+        data->Z.emplace_back(all.middleCols(first, data->M));
     }
     data->Products = XpX(all);
-    data->y = choices.y.cast<int>();
     data->Prior = Completed(prior, data->J, data->NumCoefficients());
     data->PriorShift = data->Prior.Coefficients.Precision * data->Prior.Coefficients.Mean;
-    data->Coordinates = ChoiceCoordinates(data->J);
     m_data = std::move(data);
 }
 

@@ -32,13 +32,14 @@ struct ChoiceData {
 /// Only ratios of utilities are identified. The chain moves in b, g and S; its draws are scaled to S(1,1) = 1.
 ///
 /// Draws: columns b (J equations of K), g (M), each over sqrt(S(1,1)), and S over S(1,1): the lower triangle row by row
-///        but for its first cell, which is 1. An iteration draws w by MNtrunc_VP; b and g by J K + M normals; S by
-///        iwishrnd. The first w are given b = 0, g = 0, S = I.
+///        but for its first cell, which is 1. An iteration draws, alternative by alternative, the w of all observations,
+///        sorted by choice, given the w of the others, by tnormrnd_lower with bound 0 of the distance from where the
+///        choice would change; b and g by J K + M normals; S by iwishrnd. The first w are given b = 0, g = 0, S = I.
 /// Log marginal likelihoods: Lewis & Raftery, in the scaled coefficients and the Cholesky factor of the scaled S, its
 ///        diagonal in logarithms. The prior of these is that of b, g, S integrated over S(1,1), by quadrature. Choice
-///        probabilities by GHK, with 5e6 / N replications, but at least 200 and at most 10,000, from
+///        probabilities by GHK, with 2e6 / N replications, but at least 200 and at most 10,000, from
 ///        FirstAuxiliaryStream.
-/// Cost:  cross-products once; 2 N J (K + M) + 2 N J^2 multiply-adds and N truncated vectors an iteration.
+/// Cost:  cross-products once; 2 N J (K + M + 2 J) multiply-adds and N J truncated normals an iteration.
 /// Source: McCulloch & Rossi (1994), J. Econometrics 64, 207-240.
 class QUARN_SAMPLERS_EXPORT MultinomialProbit final : public SamplerOf<Estimator_YX> {
  public:

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <fstream>
 #include <samplers/ChoiceProbability.h>
 #include <samplers/MarginalLikelihood.h>
 #include <samplers/MultinomialProbit.h>
@@ -124,6 +125,37 @@ TEST(MultinomialProbit, AgreesWithDrawsFromThePriorWeightedByTheLikelihood) {
     EXPECT_NEAR(sampler->GetLogML(), LogMeanExp(logs), 0.15);  // approximates the posterior by a normal law
 }
 
+/// Travel mode on constants, terminal waiting time and generalised cost; car is the base.
+ChoiceData TravelModes() {
+    std::ifstream file(QUARN_SOURCE_DIR "/examples/data/modechoice.csv");
+    MatrixXd rows(840, 9);
+    std::string line;
+    std::getline(file, line);
+    for (Eigen::Index r = 0; r < 840; ++r)
+        for (int c = 0; c < 9; ++c) {
+            std::getline(file, line, c < 8 ? ',' : '\n');
+            rows(r, c) = std::stod(line);
+        }
+    ChoiceData d{VectorXd::Zero(210), MatrixXd::Ones(210, 1), {MatrixXd(210, 3), MatrixXd(210, 3)},
+                 {"constant"},        {"ttme", "gc"},         {"air", "train", "bus"}};
+    for (Eigen::Index i = 0; i < 210; ++i)
+        for (Eigen::Index j = 0; j < 3; ++j) {
+            if (rows(4 * i + j, 2) == 1.0) d.y(i) = static_cast<double>(j + 1);
+            d.Attributes[0](i, j) = (rows(4 * i + j, 3) - rows(4 * i + 3, 3)) / 10.0;
+            d.Attributes[1](i, j) = (rows(4 * i + j, 6) - rows(4 * i + 3, 6)) / 10.0;
+        }
+    return d;
+}
+
+TEST(MultinomialProbit, TravelModesAreAsOtherSoftwareHasThem) {
+    const auto sampler =
+        Sampled(TravelModes(), {{{}, 0.1 * MatrixXd::Identity(5, 5)}, 6.0, {}}, {.Draws = 20'000, .Burnin = 2000});
+    // bayesm 3.1-5, rmnpGibbs(A = 0.1 I, nu = 6, V = 6 I, R = 400000, keep = 4), seed 1, over the root of sigma(1,1).
+    const double median[] = {1.46097, 1.22871, 1.04069, -0.287789, -0.0882139};
+    const double sd[] = {0.480622, 0.267328, 0.245668, 0.0721339, 0.0188102};
+    for (int j = 0; j < 5; ++j) EXPECT_NEAR(vectorMedian(sampler->GetpSamples()->col(j)), median[j], 0.2 * sd[j]) << j;
+}
+
 TEST(MultinomialProbit, RefusesWhatItCannotUse) {
     ChoiceData d = ThreeAlternatives(6);
     d.y << 0, 1, 2, 0, 1, 2;
@@ -146,6 +178,16 @@ TEST(MultinomialProbit, RefusesWhatItCannotUse) {
     EXPECT_NE(broken([](ChoiceData& c) { c.y(2) = NAN; }), "OK");
     EXPECT_NE(broken([](ChoiceData& c) { c.Attributes[0].resize(6, 1); }), "OK");
     EXPECT_NE(broken([](ChoiceData& c) { c.Attributes.clear(); }), "OK");
+    EXPECT_EQ(broken([](ChoiceData& c) {
+                  c.X.resize(0, 0);
+                  c.XNames.clear();
+              }),
+              "OK");
+    EXPECT_EQ(broken([](ChoiceData& c) {
+                  c.Attributes.clear();
+                  c.AttributeNames.clear();
+              }),
+              "OK");
     EXPECT_NE(broken([](ChoiceData& c) { c.AlternativeNames.clear(); }), "OK");
     EXPECT_NE(start(d, {{}, 0.5, {}}), "OK");
     EXPECT_NE(start(d, {{}, 0.0, MatrixXd::Identity(3, 3)}), "OK");
