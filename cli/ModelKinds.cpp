@@ -6,8 +6,12 @@
 
 #include <algorithm>
 #include <samplers/Autoregression.h>
+#include <samplers/BinaryProbit.h>
 #include <samplers/LinearRegression.h>
+#include <samplers/MultinomialProbit.h>
 #include <samplers/PanelRegression.h>
+#include <samplers/RegressionMixture.h>
+#include <samplers/SUR.h>
 #include <set>
 #include <utility>
 
@@ -157,18 +161,70 @@ Prepared PanelRegression(Dataset& dataset, const Specification& s) {
             {}};
 }
 
+Prepared Mixture(Dataset& dataset, const Specification& s) {
+    const CrossSection data = PrepareCrossSection(dataset, s);
+    return {std::make_shared<samplers::RegressionMixture>(data.y, data.X, data.ids, s.Components, s.Y[0], data.Names),
+            data.y.size(),
+            0,
+            {}};
+}
+
+Prepared Probit(Dataset& dataset, const Specification& s) {
+    const CrossSection data = PrepareCrossSection(dataset, s);
+    return {
+        std::make_shared<samplers::BinaryProbit>(data.y, data.X, data.ids, s.Y[0], data.Names), data.y.size(), 0, {}};
+}
+
+Prepared MultinomialProbit(Dataset& dataset, const Specification& s) {
+    CrossSection data = PrepareCrossSection(dataset, s);
+    auto names = Joined(RegressorsOf(s), s.Y);
+    int largest = 0;
+    VectorXi counts;
+    Require(dataset.CheckIntegral(names, largest, counts, 0), dataset);
+    samplers::ChoiceData choices{data.y, data.X, {}, data.Names, {}, {}};
+    for (int j = 1; j <= largest; ++j) choices.AlternativeNames.push_back(s.Y[0] + " = " + std::to_string(j));
+    return {std::make_shared<samplers::MultinomialProbit>(choices, data.ids), data.y.size(), 0, {}};
+}
+
+Prepared SUR(Dataset& dataset, const Specification& s) {
+    std::vector<std::string> names = s.Y;
+    for (const auto& list : s.X) names.insert(names.end(), list.begin(), list.end());
+    MatrixXd data, ids;
+    Require(dataset.Prepare_CrossSection(names, data, ids), dataset);
+    std::vector<MatrixXd> X;
+    std::vector<std::vector<std::string>> regressors;
+    auto from = static_cast<Eigen::Index>(s.Y.size());
+    for (std::size_t m = 0; m < s.Y.size(); ++m) {
+        const auto list = RegressorsOf(s, m);
+        const auto K = static_cast<Eigen::Index>(list.size());
+        X.push_back(WithConstant(s, data.middleCols(from, K)));
+        regressors.push_back(WithConstant(s, list));
+        if (s.X.size() > 1) from += K;
+    }
+    const auto M = static_cast<Eigen::Index>(s.Y.size());
+    return {std::make_shared<samplers::SUR>(data.leftCols(M), X, ids, s.Y, regressors), data.rows(), 0, {}};
+}
+
 }  // namespace
 
 const std::vector<ModelKind>& ModelKinds() {
     static const std::vector<ModelKind> kinds = {
         {"linear", "Linear regression with a normal prior of the coefficients and a gamma prior of the precision.",
          "--y NAME --x NAME,... [--constant]", 0, Linear},
+        {"mixture", "Finite mixture of linear regressions, its components put into one order.",
+         "--y NAME --x NAME,... [--constant] [--components G]", 0, Mixture},
+        {"probit", "Binary probit of a variable of 0 and 1, by data augmentation.",
+         "--y NAME --x NAME,... [--constant]", 0, Probit},
+        {"mprobit", "Multinomial probit of a choice coded 0, 1, ..., of which 0 is the base.",
+         "--y NAME --x NAME,... [--constant]", 0, MultinomialProbit},
+        {"sur", "Seemingly unrelated regressions, their errors correlated between equations.",
+         "--y NAME,NAME,... --x NAME,... [--x NAME,... for each equation] [--constant]", SeveralY | XPerEquation, SUR},
+        {"panel",
+         "Panel regression whose coefficients of --x (and --constant) vary between groups; --z has common ones.",
+         "--y NAME --panel TIME,GROUP [--x NAME,...] [--constant] [--z NAME,...]", Panel | Z, PanelRegression},
         {"ar", "Autoregression of a time series. Missing values are drawn along with the parameters.",
          "--y NAME --series TIME [--lags P] [--x NAME,...] [--constant] [--impute]", Series | OptionalX,
          Autoregression},
-        {"panel", "Panel regression with group effects: coefficients of --x (and --constant) that vary between groups.",
-         "--y NAME --panel TIME,GROUP [--x NAME,...] [--constant] [--z NAME,...], of which --z has common coefficients",
-         Panel | Z, PanelRegression},
     };
     return kinds;
 }
