@@ -102,6 +102,10 @@ void BinaryProbitModel::PrintMFX(const MatrixXd& effects, int type, const EventD
 bool BinaryProbitModel::Predict(bool, bool, std::shared_ptr<MatrixXd> points, int, std::string,
                                 std::shared_ptr<MatrixXd> predictions, std::string& message, std::string& detail,
                                 EventDispatcher*) {
+    if (!points) {
+        message = "A prediction needs regressors.";
+        return false;
+    }
     if (!HasColumns(*points, Samples->cols(), "A prediction", message, detail)) return false;
     MatrixXd probabilities = *Samples * points->transpose(), summary;
     normcdf(probabilities, 0.0, 1.0, probabilities);

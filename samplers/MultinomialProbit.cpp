@@ -9,6 +9,7 @@
 #include <cmath>
 #include <numbers>
 #include <samplers/ChoiceProbability.h>
+#include <samplers/CovarianceMatrices.h>
 #include <samplers/MarginalLikelihood.h>
 #include <samplers/ModelCodes.h>
 #include <samplers/MultinomialProbit.h>
@@ -101,8 +102,8 @@ class ChoiceChain final : public Chain {
         DrawCoefficients(g);
         m_data->Fit(m_b, m_fit);
         m_E = m_W - m_fit;
-        const MatrixXd L = Inverse(m_data->Prior.Scale + XpX(m_E)).llt().matrixL();
-        iwishrnd(g.rng, g.unif, g.norm, L, m_data->Prior.Df + static_cast<double>(m_data->N), m_S);
+        m_covariance(g, m_data->Prior.Covariance.DegreesOfFreedom + static_cast<double>(m_data->N),
+                     m_data->Prior.Covariance.Scale + XpX(m_E), m_S);
         m_P = Inverse(m_S);
     }
 
@@ -154,8 +155,9 @@ class ChoiceChain final : public Chain {
 
     std::shared_ptr<const Data> m_data;
     VectorXd m_b;
-    MatrixXd m_S, m_P;           // covariance and precision
-    MatrixXd m_W, m_fit, m_E;    // utilities, their means, and the differences, N x J
+    MatrixXd m_S, m_P;         // covariance and precision
+    MatrixXd m_W, m_fit, m_E;  // utilities, their means, and the differences, N x J
+    InverseWishartDraw m_covariance;
     VectorXd m_bound, m_x, m_z;  // working space
 };
 
@@ -175,22 +177,23 @@ double LogLikelihood(const Data& data, const VectorXd& coefficients, const Matri
 
 /// log density of the scaled parameters: that of sqrt(s) c and s S, with the Jacobian s^(p/2 + J(J+1)/2) in c, S and
 /// log(s), integrated over log(s) by the trapezoidal rule. For c = 0 the law of log(s) is that of the logarithm of an
-/// inverse gamma variate with shape Df J / 2, which gives the middle of the grid.
+/// inverse gamma variate with shape J / 2 times the degrees of freedom, which gives the middle of the grid.
 double LogPrior(const Data& data, const VectorXd& c, const MatrixXd& S) {
     constexpr double reach = 30.0, step = 1e-3;
     const auto J = static_cast<double>(data.J), p = static_cast<double>(c.size());
     const NormalPrior& normal = data.Prior.Coefficients;
     const MatrixXd L = normal.Precision.llt().matrixL();
-    const double trace = (data.Prior.Scale * Inverse(S)).trace();
+    const double trace = (data.Prior.Covariance.Scale * Inverse(S)).trace();
     const double quadratic = quadForm_Ax(normal.Precision, c), cross = c.dot(data.PriorShift);
-    const double atOne = LogNormalDensity(VectorXd::Zero(c.size()), normal.Mean, L) +
-                         LogInverseWishartDensity(S, data.Prior.Df, data.Prior.Scale) + 0.5 * trace;
-    const double middle = std::log(trace / (data.Prior.Df * J));
+    const double atOne =
+        LogNormalDensity(VectorXd::Zero(c.size()), normal.Mean, L) +
+        LogInverseWishartDensity(S, data.Prior.Covariance.DegreesOfFreedom, data.Prior.Covariance.Scale) + 0.5 * trace;
+    const double middle = std::log(trace / (data.Prior.Covariance.DegreesOfFreedom * J));
     VectorXd logs(static_cast<Index>(2.0 * reach / step) + 1);
     for (Index i = 0; i < logs.size(); ++i) {
         const double t = middle - reach + step * static_cast<double>(i), root = std::exp(0.5 * t);
-        logs(i) =
-            0.5 * (p - data.Prior.Df * J) * t + root * (cross - 0.5 * root * quadratic) - 0.5 * trace / (root * root);
+        logs(i) = 0.5 * (p - data.Prior.Covariance.DegreesOfFreedom * J) * t + root * (cross - 0.5 * root * quadratic) -
+                  0.5 * trace / (root * root);
     }
     return atOne + LogMeanExp(logs) + std::log(step * static_cast<double>(logs.size()));
 }
@@ -248,22 +251,11 @@ std::string ChoiceFault(const VectorXd& y, Index J) {
     return "";
 }
 
-std::string PriorFault(const MultinomialProbitPrior& prior, Index J) {
-    if (prior.Df != 0.0 && !(prior.Df > static_cast<double>(J - 1) && std::isfinite(prior.Df)))
-        return "The degrees of freedom of the prior of a " + std::to_string(J) + " x " + std::to_string(J) +
-               " covariance must be above " + std::to_string(J - 1) + ".";
-    bool dimensions = true, symmetric = true, definite = true;
-    if (prior.Scale.size() > 0 && !check_SymmetricPD(prior.Scale, static_cast<int>(J), dimensions, symmetric, definite))
-        return "The scale matrix of the prior of a covariance must have its size, and be symmetric and positive "
-               "definite.";
-    return "";
-}
-
 std::string Fault(const ChoiceData& d, const MultinomialProbitPrior& prior) {
     const auto J = static_cast<Index>(d.AlternativeNames.size());
     if (const std::string fault = ShapeFault(d); !fault.empty()) return fault;
     if (const std::string fault = ChoiceFault(d.y, J); !fault.empty()) return fault;
-    if (const std::string fault = PriorFault(prior, J); !fault.empty()) return fault;
+    if (const std::string fault = CheckPrior(prior.Covariance, J); !fault.empty()) return fault;
     return CheckPrior(prior.Coefficients, J * d.X.cols() + static_cast<Index>(d.Attributes.size()));
 }
 
@@ -281,9 +273,11 @@ std::vector<Index> SortByChoice(const VectorXd& y, Index J, Eigen::Matrix<Index,
 }
 
 MultinomialProbitPrior Completed(const MultinomialProbitPrior& prior, Index J, Index numCoefficients) {
-    const double df = prior.Df != 0.0 ? prior.Df : static_cast<double>(J + 3);
-    return {Completed(prior.Coefficients, numCoefficients), df,
-            prior.Scale.size() > 0 ? prior.Scale : MatrixXd(df * MatrixXd::Identity(J, J))};
+    MultinomialProbitPrior completed{Completed(prior.Coefficients, numCoefficients), prior.Covariance};
+    auto& [df, scale] = completed.Covariance;
+    if (df == 0.0) df = static_cast<double>(J + 3);
+    if (scale.size() == 0) scale = df * MatrixXd::Identity(J, J);
+    return completed;
 }
 
 }  // namespace
@@ -372,11 +366,11 @@ MultinomialProbitModel::MultinomialProbitModel(const std::shared_ptr<Model>& res
 bool MultinomialProbitModel::Predict(bool, bool, std::shared_ptr<MatrixXd> points, int, std::string,
                                      std::shared_ptr<MatrixXd> predictions, std::string& message, std::string& detail,
                                      EventDispatcher*) {
-    const Index J = IntList[0], K = IntList[1], M = IntList[2], R = points->rows();
-    if (points->cols() != K + M * J) {
+    const Index J = IntList[0], K = IntList[1], M = IntList[2], R = points ? points->rows() : 0;
+    if (!points || points->cols() != K + M * J) {
         message = "A prediction needs " + std::to_string(K) + " regressors and " + std::to_string(M * J) +
                   " differences of attributes.";
-        detail = "Their number is " + std::to_string(points->cols()) + ".";
+        detail = points ? "Their number is " + std::to_string(points->cols()) + "." : "There are none.";
         return false;
     }
     Generator generator = MakeGenerator(0, FirstAuxiliaryStream);

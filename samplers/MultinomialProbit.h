@@ -11,8 +11,8 @@ namespace quarn::samplers {
 /// Prior of a multinomial probit, before it is scaled.
 struct MultinomialProbitPrior {
     NormalPrior Coefficients;  ///< of all J K + M: equation by equation, then those of the attributes
-    double Df = 0.0;           ///< of the inverse Wishart law of the covariance, above J - 1; 0: J + 3
-    MatrixXd Scale;            ///< its scale matrix, J x J, positive definite; empty: Df times the identity
+    /// Of the J x J covariance; DegreesOfFreedom of 0: J + 3, an empty Scale: the degrees of freedom times the identity.
+    InverseWishartPrior Covariance;
 };
 
 /// What a multinomial probit explains choices by.
@@ -79,7 +79,7 @@ class QUARN_SAMPLERS_EXPORT MultinomialProbitModel final : public Model {
     ///   predictions  out: R (J + 1) x 5: mean, median, sd, 5% and 95% quantile; choices 0 to J of the first point, then
     ///                those of the second, ...
     ///
-    /// False, with a message, if points have another number of columns. The other arguments are not used.
+    /// False, with a message, if points are missing or have another number of columns. The other arguments are not used.
     bool Predict(bool first, bool second, std::shared_ptr<MatrixXd> points, int type, std::string name,
                  std::shared_ptr<MatrixXd> predictions, std::string& message, std::string& detail,
                  EventDispatcher* dispatcher) override;

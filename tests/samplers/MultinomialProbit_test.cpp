@@ -28,10 +28,10 @@ ChoiceData ThreeAlternatives(Eigen::Index N) {
 
 /// An informative prior, so that the posterior of few observations is nearly normal.
 MultinomialProbitPrior Prior() {
-    MultinomialProbitPrior prior{{Eigen::Vector3d(0.2, -0.3, 0.5), 4.0 * MatrixXd::Identity(3, 3)}, 30.0, {}};
+    MultinomialProbitPrior prior{{Eigen::Vector3d(0.2, -0.3, 0.5), 4.0 * MatrixXd::Identity(3, 3)}, {30.0, {}}};
     prior.Coefficients.Precision(0, 2) = prior.Coefficients.Precision(2, 0) = 1.0;
-    prior.Scale = 30.0 * MatrixXd::Identity(2, 2);
-    prior.Scale(0, 1) = prior.Scale(1, 0) = 10.0;
+    prior.Covariance.Scale = 30.0 * MatrixXd::Identity(2, 2);
+    prior.Covariance.Scale(0, 1) = prior.Covariance.Scale(1, 0) = 10.0;
     return prior;
 }
 
@@ -39,12 +39,12 @@ MultinomialProbitPrior Prior() {
 VectorXd DrawFromPrior(Generator& g) {
     const MultinomialProbitPrior prior = Prior();
     const MatrixXd identity2 = MatrixXd::Identity(2, 2), identity3 = MatrixXd::Identity(3, 3);
-    const MatrixXd inverse = prior.Scale.llt().solve(identity2), L = inverse.llt().matrixL();
+    const MatrixXd inverse = prior.Covariance.Scale.llt().solve(identity2), L = inverse.llt().matrixL();
     const MatrixXd V = prior.Coefficients.Precision.llt().solve(identity3), R = V.llt().matrixL();
     VectorXd b(3), draw(5);
     MatrixXd S;
     mvnormrnd(g.rng, g.norm, prior.Coefficients.Mean, R, b);
-    iwishrnd(g.rng, g.unif, g.norm, L, prior.Df, S);
+    iwishrnd(g.rng, g.unif, g.norm, L, prior.Covariance.DegreesOfFreedom, S);
     draw << b / std::sqrt(S(0, 0)), S(1, 0) / S(0, 0), S(1, 1) / S(0, 0);
     return draw;
 }
@@ -149,7 +149,7 @@ ChoiceData TravelModes() {
 
 TEST(MultinomialProbit, TravelModesAreAsOtherSoftwareHasThem) {
     const auto sampler =
-        Sampled(TravelModes(), {{{}, 0.1 * MatrixXd::Identity(5, 5)}, 6.0, {}}, {.Draws = 20'000, .Burnin = 2000});
+        Sampled(TravelModes(), {{{}, 0.1 * MatrixXd::Identity(5, 5)}, {6.0, {}}}, {.Draws = 20'000, .Burnin = 2000});
     // bayesm 3.1-5, rmnpGibbs(A = 0.1 I, nu = 6, V = 6 I, R = 400000, keep = 4), seed 1, over the root of sigma(1,1).
     const double median[] = {1.46097, 1.22871, 1.04069, -0.287789, -0.0882139};
     const double sd[] = {0.480622, 0.267328, 0.245668, 0.0721339, 0.0188102};
@@ -189,9 +189,9 @@ TEST(MultinomialProbit, RefusesWhatItCannotUse) {
               }),
               "OK");
     EXPECT_NE(broken([](ChoiceData& c) { c.AlternativeNames.clear(); }), "OK");
-    EXPECT_NE(start(d, {{}, 0.5, {}}), "OK");
-    EXPECT_NE(start(d, {{}, 0.0, MatrixXd::Identity(3, 3)}), "OK");
-    EXPECT_NE(start(d, {{VectorXd::Zero(2), {}}, 0.0, {}}), "OK");
+    EXPECT_NE(start(d, {{}, {0.5, {}}}), "OK");
+    EXPECT_NE(start(d, {{}, {0.0, MatrixXd::Identity(3, 3)}}), "OK");
+    EXPECT_NE(start(d, {{VectorXd::Zero(2), {}}, {}}), "OK");
 }
 
 TEST(MultinomialProbitModel, PredictsProbabilitiesThatSumToOne) {
