@@ -116,6 +116,6 @@ SAMPLER(Linear, linear_n1000_k5, 1000, 5, 200'000);
 SAMPLER(Linear, linear_n100000_k20, 100'000, 20, 200'000);
 SAMPLER(Probit, probit_n1000_k5, 1000, 5, 50'000);
 SAMPLER(Probit, probit_n20000_k10, 20'000, 10, 10'000);
-SAMPLER(Multinomial, mnp_n500_4, 500, 10'000);
+SAMPLER(Multinomial, mnp_n500_4, 500, 50'000);
 
 }  // namespace
