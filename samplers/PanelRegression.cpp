@@ -242,8 +242,8 @@ std::unique_ptr<Chain> PanelRegression::MakeChain(Generator&, std::int64_t) cons
 }
 
 void PanelRegression::Summarise() {
-    std::vector<TableBlock> blocks = {{"mean of the group effects", IndVarNamesX},
-                                      {"covariance of the group effects", CovarianceNames(IndVarNamesX)},
+    std::vector<TableBlock> blocks = {{"group means", IndVarNamesX},
+                                      {"covariances", CovarianceNames(IndVarNamesX)},
                                       {"error term", {"tau", "sigma_e"}}};
     if (!IndVarNames.empty()) blocks.insert(blocks.begin(), {DepVarName, IndVarNames});
     Summary = PosteriorTable(*pSamples, blocks);

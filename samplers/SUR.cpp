@@ -152,7 +152,7 @@ std::unique_ptr<Chain> SUR::MakeChain(Generator&, std::int64_t) const { return s
 void SUR::Summarise() {
     std::vector<TableBlock> blocks;
     for (std::size_t m = 0; m < DepVarName.size(); ++m) blocks.push_back({DepVarName[m], IndVarNames[m]});
-    blocks.push_back({"covariance of the errors", CovarianceNames(DepVarName)});
+    blocks.push_back({"covariances", CovarianceNames(DepVarName)});
     Summary = PosteriorTable(*pSamples, blocks);
     logML = LogMLLewisRaftery(*m_data, *pSamples);
     HasLogML = std::isfinite(logML);
