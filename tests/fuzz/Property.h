@@ -5,6 +5,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <new>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -17,6 +18,17 @@ inline void Require(bool holds, const char* file = __builtin_FILE(), int line = 
     if (holds) return;
     std::fprintf(stderr, "%s:%d: a property does not hold\n", file, line);
     std::abort();
+}
+
+/// Whether memory runs out in a load: the counts of its passage cannot be true, and there is nothing to look at.
+template <class Load>
+bool IsRefused(const Load& load) {
+    try {
+        load();
+        return false;
+    } catch (const std::bad_alloc&) {
+        return true;
+    }
 }
 
 /// The bytes of an input, the first ones taken as settings. A missing one is 0.
@@ -36,19 +48,25 @@ class Input {
     std::string_view m_rest;
 };
 
-inline std::string Saved(const Dataset& dataset) {
+/// The passage that save writes into a stream.
+template <class Save>
+std::string Passage(const Save& save) {
     std::ostringstream stream;
-    dataset.SaveDataset(stream);
+    save(stream);
     Require(stream.good());
     return stream.str();
 }
 
-inline std::string Saved(const MatrixXd& matrix) {
-    std::ostringstream stream;
-    SaveMatrix(matrix, stream);
-    Require(stream.good());
-    return stream.str();
+inline std::string Saved(const Dataset& dataset) {
+    return Passage([&](std::ostream& stream) { dataset.SaveDataset(stream); });
 }
+
+inline std::string Saved(const MatrixXd& matrix) {
+    return Passage([&](std::ostream& stream) { SaveMatrix(matrix, stream); });
+}
+
+/// What is left of a stream.
+inline std::string Rest(std::istream& stream) { return {std::istreambuf_iterator<char>(stream), {}}; }
 
 /// The invariants that Dataset.h states, and that a passage of the dataset brings all of it back.
 inline void RequireComesBack(const Dataset& dataset) {
@@ -63,7 +81,7 @@ inline void RequireComesBack(const Dataset& dataset) {
     const Dataset again(stream);
     Require(Saved(again) == saved && again.VarNames == dataset.VarNames && again.Name == "key");
     for (const auto& [column, text] : dataset.StringVars) Require(again.StringVars.at(column).Values == text.Values);
-    Require(std::string(std::istreambuf_iterator<char>(stream), {}) == "rest");
+    Require(Rest(stream) == "rest");
 }
 
 }  // namespace quarn::fuzz
