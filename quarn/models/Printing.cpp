@@ -14,7 +14,10 @@ using Eigen::Index;
 class RowPrinter {
  public:
     RowPrinter(const SummaryStructure& summary, EventDispatcher& output)
-        : m_summary(summary), m_output(output), m_hasHeadings(summary.DepVars.size() > 1) {}
+        : m_summary(summary),
+          m_output(output),
+          m_hasHeadings(summary.DepVars.size() > 1),
+          m_rows(summary.SummaryMatrix.cols() != 0 ? summary.SummaryMatrix.rows() : 0) {}
 
     /// The heading of a block: the row behind it is shaded.
     void PrintHeading(std::size_t block) {
@@ -24,7 +27,7 @@ class RowPrinter {
     }
 
     void PrintRows(int count, std::optional<int> labelWidth) {
-        for (int i = 0; i < count && m_row < m_summary.SummaryMatrix.rows(); ++i, ++m_row) {
+        for (int i = 0; i < count && m_row < m_rows; ++i, ++m_row) {
             const auto label = static_cast<std::size_t>(m_row);
             const std::string name = label < m_summary.IndVars.size() ? m_summary.IndVars[label] : "";
             const RowVectorXd numbers = m_summary.SummaryMatrix.row(m_row);
@@ -38,6 +41,7 @@ class RowPrinter {
     const SummaryStructure& m_summary;
     EventDispatcher& m_output;
     bool m_hasHeadings;
+    Index m_rows;             ///< with numbers: without columns a file can claim any count of them
     bool m_isShaded = false;  ///< the next row
     Index m_row = 0;          ///< over all blocks
 };

@@ -154,10 +154,9 @@ class Loader {
 }  // namespace
 
 void QuarnStructure::NotifyAssociatedModelsForSaving(int& counter) {
-    // A link to a dataset outside the tree, or the key of an earlier file, would lead to another dataset in this one.
+    // A key of an earlier file, or that of a dataset outside the tree, would lead to another dataset in this file.
     ForEachStructure(*this, [](QuarnStructure& structure) {
-        for (const auto& entry : structure.Models)
-            if (!entry.second->Dataset.empty()) entry.second->DatasetLink.clear();
+        for (const auto& entry : structure.Models) entry.second->DatasetLink.clear();
     });
     ForEachStructure(*this, [&counter](QuarnStructure& structure) {
         for (const auto& entry : structure.Datasets) {

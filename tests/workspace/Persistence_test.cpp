@@ -220,6 +220,16 @@ TEST(WorkspacePersistence, LinksNoModelWithoutItsDataset) {
     }
     EXPECT_TRUE(loaded.Top.GetpDataset("d")->AssociatedModels.empty());
 
+    // A key that led nowhere in one file is not that of another dataset in the next.
+    for (const char* name : {"low code", "lost key"}) {
+        loaded.Top.GetpModel(name)->ModelCode = Model::FirstCodeWithDataset;
+        loaded.Top.GetpModel(name)->DatasetLink = "dataset7";
+    }
+    loaded.Top.NotifyAssociatedModelsForSaving(counter = 7);
+    EXPECT_EQ(loaded.Top.GetpDataset("d")->SaveId, "dataset7");
+    Loaded next(Saved(loaded.Top));
+    for (const auto& [name, model] : next.Top.Models) EXPECT_TRUE(model->Dataset.empty()) << name;
+
     // No keys at all: nothing is linked by the empty one.
     Workspace unnotified;
     unnotified.AddDataset("d", MakeDataset());
