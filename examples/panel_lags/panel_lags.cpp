@@ -23,6 +23,7 @@ void PrintHeader(const std::string& label, const std::vector<std::string>& names
     std::cout << '\n';
 }
 
+// [variables]
 /// Investment of the year before, the change since then, and the mean of the firm, as new variables.
 void AddVariables(quarn::Dataset& firms) {
     std::string status;
@@ -33,6 +34,7 @@ void AddVariables(quarn::Dataset& firms) {
     firms.AddVariable(firms.CalculateGroupStats("invest", "firms", "groupmeans", status), "mean");
     Require(status);
 }
+// [/variables]
 
 void PrintRows(const quarn::Dataset& firms, int count) {
     const std::vector<std::string> names = {"year", "invest", "before", "change", "mean"};
@@ -45,12 +47,14 @@ void PrintRows(const quarn::Dataset& firms, int count) {
 
 /// The matrices of a model of investment, in which lags need successive years.
 void Prepare(quarn::Dataset& firms) {
+    // [prepare]
     std::vector<std::string> names = {"before", "value", "capital", "invest"};  // the dependent variable is last
     quarn::MatrixXd X, ids;
     quarn::VectorXd y;
     quarn::MatrixXi structure;
     const std::string status = firms.Prepare_DynamicPanelData(names, X, y, ids, structure, true);
     if (status != quarn::StatusTexts::GroupsWithGaps) Require(status);
+    // [/prepare]
     std::cout << status << ": y of " << y.size() << ", X of " << X.rows() << " x " << X.cols() << ", blocks x years";
     for (const auto& blocks : structure.rowwise()) std::cout << ' ' << blocks(1) << 'x' << blocks(0);
     std::cout << '\n';
