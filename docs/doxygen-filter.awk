@@ -5,8 +5,9 @@
 # Line numbers stay, so that warnings point to the header.
 
 function text(line) { sub(/^ *\/\/\/ ?/, "", line); return line }
-function margin(line) { match(line, /^ *\/\/\//); return substr(line, 1, RLENGTH) }
-function isSection(line) { return text(line) ~ /^[A-Z][a-z]+( [a-z]+)?( [a-z]+)?: / }
+# Blocks become comments of the other kind: doxygen leaves the slashes in text that is shown as it stands.
+function put(i, line) { print (i == 1 ? "/** " : "") line (i == n ? " */" : "") }
+function isSection(line) { return text(line) ~ /^[A-Z][A-Za-z]*( [a-z]+)?( [a-z]+)?: / }
 function isContinuation(line) { return text(line) ~ /^  +[^ ]/ }
 
 # The last of the lines from i on that are indented, or blank between indented ones.
@@ -32,24 +33,26 @@ function inColumns(from, to,    i, line) {
     return 0
 }
 
-function show(from, to,    i) {
+function show(from, to,    i, margin) {
+    match(text(block[from]), /^ */)
+    margin = RLENGTH + 1
     for (i = from; i <= to; ++i)
-        print margin(block[i]) (i == from ? " @verbatim " : " ") text(block[i]) (i == to ? " @endverbatim" : "")
+        put(i, (i == from ? "@verbatim " : "") substr(text(block[i]), margin) (i == to ? " @endverbatim" : ""))
 }
 
 function showParagraph(from, to,    i, line) {
     line = text(block[from])
     sub(/: */, ":</b> ", line)
-    print margin(block[from]) " <p><b>" line
+    put(from, "<p><b>" line)
     for (i = from + 1; i <= to; ++i) {
         line = text(block[i])
         sub(/^ +/, "", line)
-        print margin(block[i]) " " line
+        put(i, line)
     }
 }
 
 function flush(isOfFile,    i, last) {
-    if (blankBefore) print isOfFile ? "/// @file" : ""
+    if (blankBefore) print isOfFile ? "/** @file */" : ""
     blankBefore = 0
     for (i = 1; i <= n; ++i) {
         if (isSection(block[i])) {
@@ -60,7 +63,7 @@ function flush(isOfFile,    i, last) {
             last = endOfIndented(i)
             show(i, last)
             i = last
-        } else print block[i]
+        } else put(i, text(block[i]))
     }
     n = 0
 }

@@ -47,10 +47,9 @@ struct StringVar {
 /// Invariants: Data is N x K; VarNames has K entries, each name once; keys of StringVars lie in 0 to K - 1; the Values
 /// of each StringVar have N entries. The fields are public: whoever writes to them keeps the invariants.
 ///
-/// Errors:  constructors leave Loaded and StatusText; operations whose failure a user reads return a status
-/// (StatusTexts);
-///          the rest have preconditions, which are not tested. Nothing is thrown but std::bad_alloc, and a new table is
-///          complete before it replaces the old one.
+/// Errors:  constructors leave Loaded and StatusText; operations whose failure a user reads return a status, one of
+///          StatusTexts; the rest have preconditions, which are not tested. Nothing is thrown but std::bad_alloc, and a
+///          new table is complete before it replaces the old one.
 /// Threads: one at a time.
 class QUARN_EXPORT Dataset {
  public:
@@ -88,8 +87,7 @@ class QUARN_EXPORT Dataset {
     /// line is an observation too.
     ///
     /// Errors: Loaded false and an empty StatusText if the source cannot be opened or read: a directory, a device, a
-    /// pipe
-    ///         silent for 10 seconds, a file cut short under way. Loaded false and a message for duplicate names
+    ///         pipe silent for 10 seconds, a file cut short under way. Loaded false and a message for duplicate names
     ///         (VarNames and NumVars are set) and for a line with more tokens than variables (Data holds what came
     ///         before). std::bad_alloc, also for more than 2^31 - 1 rows or columns.
     /// Cost:   two passes over the text in blocks, a third one over the rows before the first text token of a string

@@ -44,11 +44,11 @@ namespace quarn {
 ///         if (userCancels()) { probit->InterruptThreads(); break; }        // Threads is empty then
 ///     if (probit->GetHasResults()) ...                                     // finished, not stopped
 ///
-/// state     Threads    HasResults   reached by
-/// built     empty      false        the constructor
-/// running   not empty  false        the start, which the sampler writes
-/// finished  any        true         the sampler, at the end of its run
-/// stopped   empty      false        InterruptThreads
+///   state     Threads    HasResults   reached by
+///   built     empty      false        the constructor
+///   running   not empty  false        the start, which the sampler writes
+///   finished  any        true         the sampler, at the end of its run
+///   stopped   empty      false        InterruptThreads
 ///
 /// The destructor is not virtual: std::make_shared of the concrete type remembers how to destroy it, so that any pointer
 /// made from that one may be the last. Never delete through a pointer to a base. -Wnon-virtual-dtor, which is no part of

@@ -13,8 +13,8 @@
 /// NaN:      a NaN among the values makes every result NaN, order statistics included, except where said otherwise.
 ///           Remove missing rows first (dropMissing).
 /// Accuracy: sums have one documented order, so that the same input gives the same digits on every processor.
-/// Deviations
-///           are taken from a mean that was corrected by the mean of its own deviations: equal values have variance 0.
+///           Deviations are taken from a mean that was corrected by the mean of its own deviations: equal values have
+///           variance 0.
 namespace quarn {
 
 /// Moments. n of 1 has no variance: NaN.
