@@ -2,6 +2,10 @@
 // are draws. QUARN_BENCH_DATA names a folder with the files of bench/sampler_peers.R, to time the very data that other
 // programs sample from; without it they are simulated.
 
+#include <samplers/BinaryProbit.h>
+#include <samplers/LinearRegression.h>
+#include <samplers/MultinomialProbit.h>
+
 #include <benchmark/benchmark.h>
 
 #include <cmath>
@@ -9,9 +13,6 @@
 #include <cstdlib>
 #include <fstream>
 #include <random>
-#include <samplers/BinaryProbit.h>
-#include <samplers/LinearRegression.h>
-#include <samplers/MultinomialProbit.h>
 #include <stdexcept>
 #include <string>
 #include <vector>

@@ -3,6 +3,8 @@
 
 #include <quarn/numerics/MatrixText.h>
 
+#include <samplers/RunRecord.h>
+
 #include <algorithm>
 #include <charconv>
 #include <cmath>
@@ -10,7 +12,6 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <samplers/RunRecord.h>
 #include <string>
 #include <utility>
 

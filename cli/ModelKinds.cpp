@@ -4,7 +4,6 @@
 
 #include <quarn/datasets/StatusTexts.h>
 
-#include <algorithm>
 #include <samplers/Autoregression.h>
 #include <samplers/BinaryProbit.h>
 #include <samplers/LinearRegression.h>
@@ -12,6 +11,8 @@
 #include <samplers/PanelRegression.h>
 #include <samplers/RegressionMixture.h>
 #include <samplers/SUR.h>
+
+#include <algorithm>
 #include <set>
 #include <utility>
 

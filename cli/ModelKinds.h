@@ -2,8 +2,9 @@
 
 #include <quarn/datasets/Dataset.h>
 
-#include <memory>
 #include <samplers/Sampler.h>
+
+#include <memory>
 #include <string>
 #include <vector>
 

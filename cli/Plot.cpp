@@ -3,6 +3,8 @@
 
 #include <quarn/numerics/PosteriorAnalysis.h>
 
+#include <samplers/RunRecord.h>
+
 #include <algorithm>
 #include <cmath>
 #include <csignal>
@@ -11,7 +13,6 @@
 #include <filesystem>
 #include <locale>
 #include <memory>
-#include <samplers/RunRecord.h>
 #include <sstream>
 #include <string>
 #include <unistd.h>

@@ -1,7 +1,8 @@
 #pragma once
 
-#include <chrono>
 #include <samplers/Sampler.h>
+
+#include <chrono>
 #include <string>
 
 namespace quarn::cli {

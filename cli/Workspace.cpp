@@ -2,6 +2,8 @@
 
 #include "Commands.h"
 
+#include <samplers/Sampler.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -10,7 +12,6 @@
 #include <map>
 #include <memory>
 #include <new>
-#include <samplers/Sampler.h>
 #include <sstream>
 #include <string_view>
 #include <sys/stat.h>

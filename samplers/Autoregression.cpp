@@ -1,13 +1,14 @@
 #include <quarn/numerics/DescriptiveStatistics.h>
 #include <quarn/random/Univariate.h>
 
+#include <samplers/AutoregressionData_detail.h>
+#include <samplers/MarginalLikelihood.h>
+#include <samplers/PosteriorTable.h>
+
 #include <Eigen/Cholesky>
 
 #include <algorithm>
 #include <cmath>
-#include <samplers/AutoregressionData_detail.h>
-#include <samplers/MarginalLikelihood.h>
-#include <samplers/PosteriorTable.h>
 
 namespace quarn::samplers {
 namespace {

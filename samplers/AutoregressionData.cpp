@@ -1,9 +1,10 @@
 #include <quarn/numerics/DescriptiveStatistics.h>
 #include <quarn/numerics/MatrixHelpers.h>
 
+#include <samplers/AutoregressionData_detail.h>
+
 #include <algorithm>
 #include <cmath>
-#include <samplers/AutoregressionData_detail.h>
 
 namespace quarn::samplers {
 namespace {

@@ -1,13 +1,14 @@
 #include <quarn/base/FormatLine.h>
 #include <quarn/numerics/DescriptiveStatistics.h>
 
-#include <Eigen/Eigenvalues>
-
-#include <cmath>
 #include <samplers/Autoregression.h>
 #include <samplers/LinearModel.h>
 #include <samplers/ModelCodes.h>
 #include <samplers/RunRecord.h>
+
+#include <Eigen/Eigenvalues>
+
+#include <cmath>
 
 namespace quarn::samplers {
 namespace {

@@ -5,14 +5,15 @@
 #include <quarn/random/Multivariate.h>
 #include <quarn/random/TruncatedNormal.h>
 
-#include <Eigen/Cholesky>
-
-#include <algorithm>
-#include <cmath>
 #include <samplers/BinaryProbit.h>
 #include <samplers/MarginalLikelihood.h>
 #include <samplers/ModelCodes.h>
 #include <samplers/PosteriorTable.h>
+
+#include <Eigen/Cholesky>
+
+#include <algorithm>
+#include <cmath>
 
 namespace quarn::samplers {
 

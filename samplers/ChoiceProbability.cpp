@@ -1,10 +1,11 @@
 #include <quarn/random/GHK.h>
 
+#include <samplers/ChoiceProbability.h>
+
 #include <Eigen/Cholesky>
 
 #include <algorithm>
 #include <limits>
-#include <samplers/ChoiceProbability.h>
 
 namespace quarn::samplers {
 

@@ -4,6 +4,7 @@
 
 #include <samplers/Export.h>
 #include <samplers/Generator.h>
+
 #include <vector>
 
 namespace quarn::samplers {

@@ -1,9 +1,10 @@
 #include <quarn/random/Multivariate.h>
 
+#include <samplers/CovarianceMatrices.h>
+
 #include <cmath>
 #include <limits>
 #include <numbers>
-#include <samplers/CovarianceMatrices.h>
 #include <stdexcept>
 
 namespace quarn::samplers {

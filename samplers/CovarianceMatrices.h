@@ -2,10 +2,11 @@
 
 #include <quarn/base/Types.h>
 
-#include <Eigen/Cholesky>
-
 #include <samplers/Export.h>
 #include <samplers/Generator.h>
+
+#include <Eigen/Cholesky>
+
 #include <string>
 #include <vector>
 

@@ -1,5 +1,6 @@
-#include <random>
 #include <samplers/Generator.h>
+
+#include <random>
 
 namespace quarn::samplers {
 

@@ -1,10 +1,11 @@
 #include <quarn/random/Generators.h>
 
+#include <samplers/GroupedLinearModel.h>
+
 #include <Eigen/QR>
 
 #include <algorithm>
 #include <cmath>
-#include <samplers/GroupedLinearModel.h>
 
 namespace quarn::samplers {
 namespace {

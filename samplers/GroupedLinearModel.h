@@ -2,11 +2,11 @@
 
 #include <quarn/base/Types.h>
 
-#include <Eigen/Cholesky>
-
 #include <samplers/Export.h>
 #include <samplers/Generator.h>
 #include <samplers/Priors.h>
+
+#include <Eigen/Cholesky>
 
 namespace quarn::samplers {
 

@@ -1,9 +1,10 @@
 #include <quarn/numerics/DescriptiveStatistics.h>
 
-#include <cmath>
-#include <numbers>
 #include <samplers/LinearModel.h>
 #include <samplers/MarginalLikelihood.h>
+
+#include <cmath>
+#include <numbers>
 
 namespace quarn::samplers {
 namespace {

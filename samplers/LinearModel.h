@@ -1,9 +1,10 @@
 #pragma once
 
-#include <memory>
 #include <samplers/Export.h>
 #include <samplers/LinearModelRotation.h>
 #include <samplers/Priors.h>
+
+#include <memory>
 #include <string>
 
 namespace quarn::samplers {

@@ -1,13 +1,14 @@
 #include <quarn/classical/OLSChol.h>
 #include <quarn/numerics/MatrixHelpers.h>
 
+#include <samplers/LinearModelRotation.h>
+
 #include <Eigen/Cholesky>
 #include <Eigen/Eigenvalues>
 #include <Eigen/LU>
 
 #include <cmath>
 #include <numbers>
-#include <samplers/LinearModelRotation.h>
 
 // The matrix that is factorised is made the identity in the new coordinates, and its accuracy is what counts: it is X'X,
 // with columns of unit length, if X has full rank, and else the prior's precision. The other one then has eigenvalues

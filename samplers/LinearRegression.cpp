@@ -1,10 +1,11 @@
 #include <quarn/random/Univariate.h>
 
-#include <cmath>
 #include <samplers/LinearModel.h>
 #include <samplers/LinearRegression.h>
 #include <samplers/ModelCodes.h>
 #include <samplers/PosteriorTable.h>
+
+#include <cmath>
 
 namespace quarn::samplers {
 

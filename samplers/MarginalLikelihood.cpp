@@ -1,13 +1,14 @@
 #include <quarn/numerics/Densities.h>
 #include <quarn/numerics/DescriptiveStatistics.h>
 
+#include <samplers/MarginalLikelihood.h>
+
 #include <Eigen/Cholesky>
 #include <boost/math/special_functions/gamma.hpp>
 
 #include <cmath>
 #include <limits>
 #include <numbers>
-#include <samplers/MarginalLikelihood.h>
 
 namespace quarn::samplers {
 namespace {

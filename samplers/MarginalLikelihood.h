@@ -2,8 +2,9 @@
 
 #include <quarn/base/Types.h>
 
-#include <functional>
 #include <samplers/Export.h>
+
+#include <functional>
 
 /// Log marginal likelihoods, log p(y), from posterior draws.
 namespace quarn::samplers {

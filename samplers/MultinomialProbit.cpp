@@ -3,17 +3,18 @@
 #include <quarn/random/Multivariate.h>
 #include <quarn/random/TruncatedNormal.h>
 
-#include <Eigen/Cholesky>
-
-#include <algorithm>
-#include <cmath>
-#include <numbers>
 #include <samplers/ChoiceProbability.h>
 #include <samplers/CovarianceMatrices.h>
 #include <samplers/MarginalLikelihood.h>
 #include <samplers/ModelCodes.h>
 #include <samplers/MultinomialProbit.h>
 #include <samplers/PosteriorTable.h>
+
+#include <Eigen/Cholesky>
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
 
 namespace quarn::samplers {
 

@@ -1,14 +1,15 @@
 #include <quarn/numerics/DescriptiveStatistics.h>
 #include <quarn/random/Univariate.h>
 
-#include <algorithm>
-#include <cmath>
 #include <samplers/CovarianceMatrices.h>
 #include <samplers/GroupedLinearModel.h>
 #include <samplers/MarginalLikelihood.h>
 #include <samplers/ModelCodes.h>
 #include <samplers/PanelRegression.h>
 #include <samplers/PosteriorTable.h>
+
+#include <algorithm>
+#include <cmath>
 #include <set>
 #include <stdexcept>
 

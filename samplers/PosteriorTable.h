@@ -4,6 +4,7 @@
 #include <quarn/models/SummaryStructure.h>
 
 #include <samplers/Export.h>
+
 #include <string>
 #include <vector>
 

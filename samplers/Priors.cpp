@@ -1,7 +1,8 @@
+#include <samplers/Priors.h>
+
 #include <Eigen/Cholesky>
 
 #include <cmath>
-#include <samplers/Priors.h>
 
 namespace quarn::samplers {
 namespace {

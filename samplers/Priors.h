@@ -3,6 +3,7 @@
 #include <quarn/base/Types.h>
 
 #include <samplers/Export.h>
+
 #include <string>
 
 namespace quarn::samplers {

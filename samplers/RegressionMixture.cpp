@@ -2,16 +2,17 @@
 #include <quarn/random/Multivariate.h>
 #include <quarn/random/Univariate.h>
 
-#include <Eigen/Cholesky>
-#include <boost/math/special_functions/gamma.hpp>
-
-#include <algorithm>
-#include <cmath>
 #include <samplers/LinearModel.h>
 #include <samplers/MarginalLikelihood.h>
 #include <samplers/ModelCodes.h>
 #include <samplers/PosteriorTable.h>
 #include <samplers/RegressionMixtureData_detail.h>
+
+#include <Eigen/Cholesky>
+#include <boost/math/special_functions/gamma.hpp>
+
+#include <algorithm>
+#include <cmath>
 
 namespace quarn::samplers {
 namespace {

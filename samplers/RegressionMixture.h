@@ -1,9 +1,10 @@
 #pragma once
 
-#include <memory>
-#include <optional>
 #include <samplers/Priors.h>
 #include <samplers/Sampler.h>
+
+#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 

@@ -1,11 +1,12 @@
 #include <quarn/classical/OLSEM.h>
 #include <quarn/numerics/DescriptiveStatistics.h>
 
+#include <samplers/LinearModelRotation.h>
+#include <samplers/RegressionMixtureData_detail.h>
+
 #include <algorithm>
 #include <cmath>
 #include <numeric>
-#include <samplers/LinearModelRotation.h>
-#include <samplers/RegressionMixtureData_detail.h>
 
 namespace quarn::samplers {
 namespace {

@@ -2,8 +2,9 @@
 
 #include <quarn/models/Model.h>
 
-#include <cstdint>
 #include <samplers/Export.h>
+
+#include <cstdint>
 
 namespace quarn::samplers {
 

@@ -1,12 +1,13 @@
 #include <quarn/numerics/DescriptiveStatistics.h>
 
-#include <cmath>
 #include <samplers/CovarianceMatrices.h>
 #include <samplers/MarginalLikelihood.h>
 #include <samplers/ModelCodes.h>
 #include <samplers/PosteriorTable.h>
 #include <samplers/SUR.h>
 #include <samplers/StackedRegressions.h>
+
+#include <cmath>
 #include <set>
 #include <stdexcept>
 

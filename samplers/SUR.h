@@ -1,8 +1,9 @@
 #pragma once
 
-#include <memory>
 #include <samplers/Priors.h>
 #include <samplers/Sampler.h>
+
+#include <memory>
 #include <string>
 #include <vector>
 

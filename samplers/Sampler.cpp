@@ -1,5 +1,8 @@
 #include <quarn/datasets/Dataset.h>
 
+#include <samplers/RunRecord.h>
+#include <samplers/Sampler.h>
+
 #include <boost/date_time/posix_time/posix_time_types.hpp>
 #include <boost/thread/thread.hpp>
 
@@ -9,8 +12,6 @@
 #include <exception>
 #include <iomanip>
 #include <new>
-#include <samplers/RunRecord.h>
-#include <samplers/Sampler.h>
 #include <sstream>
 #include <unistd.h>
 #include <utility>

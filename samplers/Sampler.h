@@ -3,11 +3,12 @@
 #include <quarn/models/Estimator.h>
 #include <quarn/models/Model.h>
 
-#include <cstdint>
-#include <memory>
 #include <samplers/Chain.h>
 #include <samplers/Export.h>
 #include <samplers/Settings.h>
+
+#include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 

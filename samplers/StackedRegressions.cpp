@@ -1,10 +1,11 @@
 #include <quarn/numerics/MatrixHelpers.h>
 
+#include <samplers/StackedRegressions.h>
+
 #include <Eigen/QR>
 
 #include <algorithm>
 #include <cmath>
-#include <samplers/StackedRegressions.h>
 
 namespace quarn::samplers {
 namespace {

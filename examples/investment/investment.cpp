@@ -3,10 +3,11 @@
 
 #include <quarn/quarn.h>
 
+#include <samplers/LinearRegression.h>
+
 #include <cstdlib>
 #include <fstream>
 #include <iostream>
-#include <samplers/LinearRegression.h>
 
 namespace {
 

@@ -3,15 +3,16 @@
 
 #include <quarn/quarn.h>
 
+#include <samplers/MarginalLikelihood.h>
+#include <samplers/PosteriorTable.h>
+#include <samplers/Priors.h>
+#include <samplers/Sampler.h>
+
 #include <Eigen/Cholesky>
 
 #include <cmath>
 #include <fstream>
 #include <iostream>
-#include <samplers/MarginalLikelihood.h>
-#include <samplers/PosteriorTable.h>
-#include <samplers/Priors.h>
-#include <samplers/Sampler.h>
 
 namespace {
 

@@ -28,12 +28,14 @@ std::string Sample(TerminalStyle style) {
 }
 
 TEST(EventDispatcher, WritesTheTextAloneWhereThereIsNoTerminal) {
-    EXPECT_EQ(Sample(TerminalStyle::None), "HEADING: name\nType: name\n" + std::string(92, '-') + "\nHeader\tx\nrow\t1\nnote\n\n");
+    EXPECT_EQ(Sample(TerminalStyle::None),
+              "HEADING: name\nType: name\n" + std::string(92, '-') + "\nHeader\tx\nrow\t1\nnote\n\n");
 }
 
 TEST(EventDispatcher, StylesEachLineByItselfOnATerminal) {
     const std::string band = "row     1" + std::string(92 - 9, ' ');
-    EXPECT_EQ(Sample(TerminalStyle::Ansi), "\x1b[1mHEADING: \x1b[0mname\n\x1b[1mType: \x1b[0mname\n" + std::string(92, '-') +
+    EXPECT_EQ(Sample(TerminalStyle::Ansi), "\x1b[1mHEADING: \x1b[0mname\n\x1b[1mType: \x1b[0mname\n" +
+                                               std::string(92, '-') +
                                                "\n\x1b[1mHeader\tx\x1b[0m\n\x1b[48;5;236;38;5;252m" + band +
                                                "\x1b[0m\n\x1b[38;2;200;0;0mnote\x1b[0m\n\n");
 }

@@ -1,8 +1,9 @@
 // A sampler of the library's own: linear regression, two chains, the table of results.
 #include <quarn/quarn.h>
 
-#include <iostream>
 #include <samplers/LinearRegression.h>
+
+#include <iostream>
 
 using namespace quarn;
 

@@ -2,10 +2,11 @@
 
 #include <quarn/numerics/DescriptiveStatistics.h>
 
+#include <samplers/Autoregression.h>
+
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <samplers/Autoregression.h>
 #include <sstream>
 
 namespace quarn::samplers {

@@ -3,12 +3,13 @@
 #include <quarn/numerics/DescriptiveStatistics.h>
 #include <quarn/random/Univariate.h>
 
+#include <samplers/Autoregression.h>
+#include <samplers/LinearRegression.h>
+
 #include <Eigen/LU>
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <samplers/Autoregression.h>
-#include <samplers/LinearRegression.h>
 
 namespace quarn::samplers {
 namespace {

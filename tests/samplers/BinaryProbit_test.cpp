@@ -2,13 +2,14 @@
 
 #include <quarn/numerics/DescriptiveStatistics.h>
 
+#include <samplers/BinaryProbit.h>
+#include <samplers/MarginalLikelihood.h>
+
 #include <Eigen/Cholesky>
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <numbers>
-#include <samplers/BinaryProbit.h>
-#include <samplers/MarginalLikelihood.h>
 #include <sstream>
 
 namespace quarn::samplers {

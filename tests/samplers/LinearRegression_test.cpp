@@ -3,12 +3,13 @@
 #include <quarn/numerics/DescriptiveStatistics.h>
 #include <quarn/random/Univariate.h>
 
+#include <samplers/LinearRegression.h>
+#include <samplers/MarginalLikelihood.h>
+
 #include <Eigen/Cholesky>
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <samplers/LinearRegression.h>
-#include <samplers/MarginalLikelihood.h>
 
 namespace quarn::samplers {
 namespace {

@@ -3,14 +3,15 @@
 #include <quarn/numerics/DescriptiveStatistics.h>
 #include <quarn/random/Multivariate.h>
 
+#include <samplers/ChoiceProbability.h>
+#include <samplers/MarginalLikelihood.h>
+#include <samplers/MultinomialProbit.h>
+
 #include <Eigen/Cholesky>
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <fstream>
-#include <samplers/ChoiceProbability.h>
-#include <samplers/MarginalLikelihood.h>
-#include <samplers/MultinomialProbit.h>
 
 namespace quarn::samplers {
 namespace {

@@ -4,15 +4,16 @@
 #include <quarn/random/Multivariate.h>
 #include <quarn/random/Univariate.h>
 
+#include <samplers/CovarianceMatrices.h>
+#include <samplers/GroupedLinearModel.h>
+#include <samplers/MarginalLikelihood.h>
+#include <samplers/PanelRegression.h>
+
 #include <Eigen/Cholesky>
 #include <Eigen/LU>
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <samplers/CovarianceMatrices.h>
-#include <samplers/GroupedLinearModel.h>
-#include <samplers/MarginalLikelihood.h>
-#include <samplers/PanelRegression.h>
 
 namespace quarn::samplers {
 namespace {

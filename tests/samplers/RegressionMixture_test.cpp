@@ -4,11 +4,12 @@
 #include <quarn/random/Multivariate.h>
 #include <quarn/random/Univariate.h>
 
+#include <samplers/MarginalLikelihood.h>
+#include <samplers/RegressionMixture.h>
+
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <samplers/MarginalLikelihood.h>
-#include <samplers/RegressionMixture.h>
 
 namespace quarn::samplers {
 namespace {

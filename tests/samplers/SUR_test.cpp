@@ -4,13 +4,14 @@
 #include <quarn/numerics/DescriptiveStatistics.h>
 #include <quarn/random/Multivariate.h>
 
+#include <samplers/CovarianceMatrices.h>
+#include <samplers/LinearRegression.h>
+#include <samplers/SUR.h>
+
 #include <Eigen/Cholesky>
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <samplers/CovarianceMatrices.h>
-#include <samplers/LinearRegression.h>
-#include <samplers/SUR.h>
 
 namespace quarn::samplers {
 namespace {

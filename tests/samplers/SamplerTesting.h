@@ -2,10 +2,11 @@
 
 #include <quarn/datasets/Dataset.h>
 
+#include <samplers/Sampler.h>
+
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <samplers/Sampler.h>
 #include <string>
 #include <vector>
 

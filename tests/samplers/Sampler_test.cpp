@@ -1,10 +1,11 @@
+#include <samplers/LinearRegression.h>
+#include <samplers/RunRecord.h>
+
 #include <gtest/gtest.h>
 
 #include <chrono>
 #include <cmath>
 #include <random>
-#include <samplers/LinearRegression.h>
-#include <samplers/RunRecord.h>
 #include <stdexcept>
 #include <thread>
 
