@@ -26,6 +26,17 @@ double ChoiceProbability::operator()(Generator& generator, const VectorXd& mu, i
     return std::max(p, std::numeric_limits<double>::min());
 }
 
+VectorXd ChoiceProbability::Derivatives(Generator& generator, const VectorXd& mu, int c, const MatrixXd& derivatives,
+                                        int replications) const {
+    const auto choice = static_cast<std::size_t>(c);
+    const MatrixXd& A = m_coordinates[choice];
+    const MatrixXd& L = m_factors[choice];
+    // The bounds of the coordinates are -A mu. For J of 1 the gradient is that with respect to the bound over L.
+    MatrixXd bounds = -derivatives * A.transpose();
+    if (mu.size() == 1) bounds /= L(0, 0);
+    return GHK_mfx(generator.rng, generator.unif, generator.norm, L, -A * mu, bounds, replications);
+}
+
 ScaledProbit::ScaledProbit(const Eigen::Ref<const VectorXd>& draw, Eigen::Index J, Eigen::Index K, Eigen::Index M)
     : B(Eigen::Map<const MatrixXd>(draw.data(), K, J)), g(draw.segment(J * K, M)), S(MatrixXd::Identity(J, J)) {
     Eigen::Index at = J * K + M;

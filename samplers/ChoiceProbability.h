@@ -22,6 +22,10 @@ class QUARN_SAMPLERS_EXPORT ChoiceProbability {
     /// P(choice c) for utilities of mean mu, J, with so many replications; never below the smallest normal double.
     double operator()(Generator& generator, const VectorXd& mu, int c, int replications) const;
 
+    /// Derivatives of P(choice c), n: derivatives, n x J, are those of mu with respect to the variables wanted.
+    VectorXd Derivatives(Generator& generator, const VectorXd& mu, int c, const MatrixXd& derivatives,
+                         int replications) const;
+
  private:
     std::vector<MatrixXd> m_coordinates, m_factors;  // for each choice
 };

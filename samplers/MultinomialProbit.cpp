@@ -281,6 +281,13 @@ MultinomialProbitPrior Completed(const MultinomialProbitPrior& prior, Index J, I
     return completed;
 }
 
+/// J x M, of the estimation sample.
+MatrixXd MeanAttributes(const MultinomialProbit::Data& data) {
+    MatrixXd means(data.J, data.M);
+    for (Index j = 0; j < data.J; ++j) means.row(j) = data.Z[static_cast<std::size_t>(j)].colwise().mean();
+    return means;
+}
+
 }  // namespace
 
 MultinomialProbit::MultinomialProbit(const ChoiceData& choices, const MatrixXd& ids,
@@ -356,41 +363,10 @@ std::shared_ptr<Model> MultinomialProbit::MakeModel() const {
                             " (utilities relative to the base)\nNumber of observations: " + std::to_string(m_data->N) +
                             "\n");
     results->IntList = {static_cast<int>(m_data->J), static_cast<int>(m_data->K), static_cast<int>(m_data->M)};
+    const auto means = std::make_shared<MatrixXd>(1, m_data->K + m_data->M * m_data->J);
+    *means << m_data->X.colwise().mean(), MeanAttributes(*m_data).reshaped().transpose();
+    results->HiddenElements[MultinomialProbitModel::MeansKey] = means;
     return std::make_shared<MultinomialProbitModel>(results);
-}
-
-MultinomialProbitModel::MultinomialProbitModel(const std::shared_ptr<Model>& results) {
-    SetMembersShallow(results);
-    ModelCode = MultinomialProbitCode;
-}
-
-bool MultinomialProbitModel::Predict(bool, bool, std::shared_ptr<MatrixXd> points, int, std::string,
-                                     std::shared_ptr<MatrixXd> predictions, std::string& message, std::string& detail,
-                                     EventDispatcher*) {
-    const Index J = IntList[0], K = IntList[1], M = IntList[2], R = points ? points->rows() : 0;
-    if (!points || points->cols() != K + M * J) {
-        message = "A prediction needs " + std::to_string(K) + " regressors and " + std::to_string(M * J) +
-                  " differences of attributes.";
-        detail = points ? "Their number is " + std::to_string(points->cols()) + "." : "There are none.";
-        return false;
-    }
-    Generator generator = MakeGenerator(0, FirstAuxiliaryStream);
-    MatrixXd probabilities(std::min(Samples->rows(), PredictionDraws), R * (J + 1));
-    for (Index d = 0; d < probabilities.rows(); ++d) {
-        const VectorXd draw = Samples->row(d * Samples->rows() / probabilities.rows()).transpose();
-        const ScaledProbit probit(draw, J, K, M);
-        const ChoiceProbability probability(probit.S);
-        for (Index r = 0; r < R; ++r) {
-            const VectorXd point = points->row(r).transpose();
-            const VectorXd mu = probit.MeanUtilities(point.head(K), point.tail(M * J).reshaped(J, M));
-            for (int c = 0; c <= J; ++c)
-                probabilities(d, r * (J + 1) + c) = probability(generator, mu, c, Replications);
-        }
-    }
-    MatrixXd summary;
-    matrixSummary(probabilities, summary);
-    *predictions = summary.leftCols(5);
-    return true;
 }
 
 }  // namespace quarn::samplers

@@ -69,8 +69,17 @@ class QUARN_SAMPLERS_EXPORT MultinomialProbitModel final : public Model {
  public:
     static constexpr Eigen::Index PredictionDraws = 1000;
     static constexpr int Replications = 100;
+    static constexpr char MeansKey[] = "means";
 
-    /// Takes over what was stored or filled: the fields of a plain Model. IntList holds J, K, M.
+    /// At which points an effect is computed.
+    enum EffectType : int {
+        AverageEffect = 0,  ///< at each row of the points, averaged over them
+        EffectAtMeans = 1,  ///< at the mean of the points
+        EffectAtPoint = 2,  ///< at one row of them
+    };
+
+    /// Takes over what was stored or filled: the fields of a plain Model. IntList holds J, K, M; the hidden element
+    /// MeansKey, 1 x (K + M J), the mean point of the estimation sample.
     explicit MultinomialProbitModel(const std::shared_ptr<Model>& results);
 
     /// Posterior summaries of the probabilities of all choices, by GHK with Replications for each of up to
@@ -84,6 +93,23 @@ class QUARN_SAMPLERS_EXPORT MultinomialProbitModel final : public Model {
     bool Predict(bool first, bool second, std::shared_ptr<MatrixXd> points, int type, std::string name,
                  std::shared_ptr<MatrixXd> predictions, std::string& message, std::string& detail,
                  EventDispatcher* dispatcher) override;
+
+    /// Marginal effects: posterior summaries of the derivatives of the probabilities of all choices with respect to each
+    /// element of a point, by GHK as in Predict, but for the derivatives exact for the draws that it makes.
+    ///
+    ///   type     an EffectType
+    ///   points   as for Predict; null or without rows: the mean point of the estimation sample
+    ///   at       for EffectAtPoint, the row, from 0
+    ///   effects  out: (J + 1)(K + M J) x 5: mean, median, sd, 5% and 95% quantile; all elements for choice 0, then for
+    ///            choice 1, ... A constant has a row, too, without a meaning
+    ///
+    /// False, with a message, if an argument is out of its range.
+    bool CalculateMFX(int type, std::shared_ptr<MatrixXd> points, int at, std::shared_ptr<MatrixXd> effects,
+                      std::string& message, std::string& detail, EventDispatcher* dispatcher) override;
+
+    /// Prints the effects of CalculateMFX as a table, a block for each choice.
+    /// Requires: as many rows as CalculateMFX gives, and 5 columns. Nothing is printed for another shape.
+    void PrintMFX(const MatrixXd& effects, int type, const EventDispatcher& dispatcher) override;
 };
 
 }  // namespace quarn::samplers

@@ -216,5 +216,32 @@ TEST(MultinomialProbitModel, PredictsProbabilitiesThatSumToOne) {
     EXPECT_FALSE(model->Predict(false, false, out, 0, "", out, message, detail, nullptr));
 }
 
+TEST(MultinomialProbitModel, EffectsAreDifferencesOfProbabilities) {
+    ChoiceData d = ThreeAlternatives(60);
+    Generator g = MakeGenerator(5, 0);
+    d.y = Choose(g, d, DrawFromPrior(g));
+    const auto model = Sampled(d, Prior(), {.Draws = 1000, .Burnin = 50})->MakeModel();
+    const auto points = std::make_shared<MatrixXd>(1, 3), shifted = std::make_shared<MatrixXd>(),
+               out = std::make_shared<MatrixXd>(), low = std::make_shared<MatrixXd>(),
+               high = std::make_shared<MatrixXd>();
+    *points << 1, 0.3, -0.4;
+    std::string message, detail;
+    ASSERT_TRUE(model->CalculateMFX(2, points, 0, out, message, detail, nullptr));
+    ASSERT_EQ(out->rows(), 9);
+    for (int element = 0; element < 3; ++element) {
+        *shifted = *points;
+        (*shifted)(element) -= 0.3;
+        ASSERT_TRUE(model->Predict(false, false, shifted, 0, "", low, message, detail, nullptr));
+        (*shifted)(element) += 0.6;
+        ASSERT_TRUE(model->Predict(false, false, shifted, 0, "", high, message, detail, nullptr));
+        for (int c = 0; c < 3; ++c)
+            EXPECT_NEAR((*out)(3 * c + element, 0), ((*high)(c, 0) - (*low)(c, 0)) / 0.6, 0.006) << element << c;
+        EXPECT_NEAR((*out)(element, 0) + (*out)(3 + element, 0) + (*out)(6 + element, 0), 0.0, 0.006);
+    }
+    EXPECT_TRUE(model->CalculateMFX(0, nullptr, 0, out, message, detail, nullptr));
+    EXPECT_FALSE(model->CalculateMFX(2, points, 1, out, message, detail, nullptr));
+    EXPECT_FALSE(model->CalculateMFX(3, points, 0, out, message, detail, nullptr));
+}
+
 }  // namespace
 }  // namespace quarn::samplers

@@ -1,0 +1,166 @@
+#include <quarn/base/FormatLine.h>
+#include <quarn/numerics/DescriptiveStatistics.h>
+
+#include <samplers/ChoiceProbability.h>
+#include <samplers/ModelCodes.h>
+#include <samplers/MultinomialProbit.h>
+
+#include <algorithm>
+
+namespace quarn::samplers {
+namespace {
+
+using Eigen::Index;
+
+/// J, K and M of a model.
+struct Shape {
+    Index J, K, M;
+
+    explicit Shape(const Model& model) : J(model.IntList[0]), K(model.IntList[1]), M(model.IntList[2]) {}
+    Index Choices() const { return J + 1; }
+    Index Columns() const { return K + M * J; }
+};
+
+bool HasColumns(const MatrixXd& points, const Shape& shape, const std::string& who, std::string& message,
+                std::string& detail) {
+    if (points.cols() == shape.Columns()) return true;
+    message = who + " needs " + std::to_string(shape.K) + " regressors and " + std::to_string(shape.M * shape.J) +
+              " differences of attributes.";
+    detail = "Their number is " + std::to_string(points.cols()) + ".";
+    return false;
+}
+
+/// Calls visit(d, probit, probability) for the d-th of the draws that predictions use, a row each of a matrix that they
+/// fill; returns the summaries of its columns.
+template <class Visit>
+MatrixXd SummaryOverDraws(const MatrixXd& samples, const Shape& shape, Index columns, const Visit& visit) {
+    MatrixXd results(std::min(samples.rows(), MultinomialProbitModel::PredictionDraws), columns), summary;
+    for (Index d = 0; d < results.rows(); ++d) {
+        const VectorXd draw = samples.row(d * samples.rows() / results.rows()).transpose();
+        const ScaledProbit probit(draw, shape.J, shape.K, shape.M);
+        results.row(d) = visit(probit, ChoiceProbability(probit.S)).transpose();
+    }
+    matrixSummary(results, summary);
+    return summary.leftCols(5);
+}
+
+VectorXd MeanUtilities(const ScaledProbit& probit, const Shape& shape, const VectorXd& point) {
+    return probit.MeanUtilities(point.head(shape.K), point.tail(shape.M * shape.J).reshaped(shape.J, shape.M));
+}
+
+/// Derivatives of the mean utilities with respect to the elements of a point: a row each.
+MatrixXd UtilityDerivatives(const ScaledProbit& probit, const Shape& shape) {
+    MatrixXd derivatives = MatrixXd::Zero(shape.Columns(), shape.J);
+    derivatives.topRows(shape.K) = probit.B;
+    for (Index m = 0; m < shape.M; ++m)
+        for (Index j = 0; j < shape.J; ++j) derivatives(shape.K + m * shape.J + j, j) = probit.g(m);
+    return derivatives;
+}
+
+const char* Description(int type) {
+    switch (type) {
+        case MultinomialProbitModel::AverageEffect:
+            return "Average over the points of the marginal effects on the probabilities of the choices";
+        case MultinomialProbitModel::EffectAtMeans:
+            return "Marginal effects on the probabilities of the choices at the means of the points";
+        case MultinomialProbitModel::EffectAtPoint:
+            return "Marginal effects on the probabilities of the choices at a given point";
+        default:
+            return "Marginal effects on the probabilities of the choices";
+    }
+}
+
+/// Names of the elements of a point: of regressors as they stand under the first alternative, then those of attributes
+/// with the number of the alternative.
+std::vector<std::string> PointNames(const Model& model, const Shape& shape) {
+    std::vector<std::string> names(model.Summary.IndVars.begin(), model.Summary.IndVars.begin() + shape.K);
+    for (Index m = 0; m < shape.M; ++m)
+        for (Index j = 0; j < shape.J; ++j)
+            names.push_back(model.Summary.IndVars[static_cast<std::size_t>(shape.J * shape.K + m)] + "(" +
+                            std::to_string(j + 1) + ")");
+    return names;
+}
+
+}  // namespace
+
+MultinomialProbitModel::MultinomialProbitModel(const std::shared_ptr<Model>& results) {
+    SetMembersShallow(results);
+    ModelCode = MultinomialProbitCode;
+}
+
+bool MultinomialProbitModel::Predict(bool, bool, std::shared_ptr<MatrixXd> points, int, std::string,
+                                     std::shared_ptr<MatrixXd> predictions, std::string& message, std::string& detail,
+                                     EventDispatcher*) {
+    const Shape shape(*this);
+    const MatrixXd at = points ? *points : MatrixXd();
+    if (!HasColumns(at, shape, "A prediction", message, detail)) return false;
+    Generator generator = MakeGenerator(0, FirstAuxiliaryStream);
+    *predictions = SummaryOverDraws(*Samples, shape, at.rows() * shape.Choices(),
+                                    [&](const ScaledProbit& probit, const ChoiceProbability& probability) {
+                                        VectorXd row(at.rows() * shape.Choices());
+                                        for (Index r = 0; r < at.rows(); ++r) {
+                                            const VectorXd mu = MeanUtilities(probit, shape, at.row(r).transpose());
+                                            for (int c = 0; c <= shape.J; ++c)
+                                                row(r * shape.Choices() + c) =
+                                                    probability(generator, mu, c, Replications);
+                                        }
+                                        return row;
+                                    });
+    return true;
+}
+
+bool MultinomialProbitModel::CalculateMFX(int type, std::shared_ptr<MatrixXd> points, int at,
+                                          std::shared_ptr<MatrixXd> effects, std::string& message, std::string& detail,
+                                          EventDispatcher*) {
+    const Shape shape(*this);
+    if (!points || points->rows() == 0) points = HiddenElements[MeansKey];
+    if (!points || points->rows() == 0) {
+        message = "The model has no regressors to compute effects at.";
+        return false;
+    }
+    if (!HasColumns(*points, shape, "A marginal effect", message, detail)) return false;
+    if (type < AverageEffect || type > EffectAtPoint) {
+        message = "There is no such type of marginal effects: " + std::to_string(type) + ".";
+        return false;
+    }
+    if (type == EffectAtPoint && (at < 0 || at >= points->rows())) {
+        message = "There is no such row of regressors: " + std::to_string(at) + ".";
+        detail = "They have " + std::to_string(points->rows()) + " rows.";
+        return false;
+    }
+    MatrixXd used = *points;
+    if (type == EffectAtMeans) used = points->colwise().mean();
+    if (type == EffectAtPoint) used = points->row(at);
+    Generator generator = MakeGenerator(0, FirstAuxiliaryStream);
+    *effects = SummaryOverDraws(*Samples, shape, shape.Choices() * shape.Columns(),
+                                [&](const ScaledProbit& probit, const ChoiceProbability& probability) {
+                                    const MatrixXd derivatives = UtilityDerivatives(probit, shape);
+                                    MatrixXd sum = MatrixXd::Zero(shape.Columns(), shape.Choices());
+                                    for (Index r = 0; r < used.rows(); ++r) {
+                                        const VectorXd mu = MeanUtilities(probit, shape, used.row(r).transpose());
+                                        for (int c = 0; c <= shape.J; ++c)
+                                            sum.col(c) +=
+                                                probability.Derivatives(generator, mu, c, derivatives, Replications);
+                                    }
+                                    return VectorXd(sum.reshaped() / static_cast<double>(used.rows()));
+                                });
+    return true;
+}
+
+void MultinomialProbitModel::PrintMFX(const MatrixXd& effects, int type, const EventDispatcher& dispatcher) {
+    const Shape shape(*this);
+    if (effects.rows() != shape.Choices() * shape.Columns() || effects.cols() != 5) return;
+    SummaryStructure table;
+    for (Index c = 0; c <= shape.J; ++c) {
+        table.DepVars.push_back("P(choice " + std::to_string(c) + ")");
+        const auto names = PointNames(*this, shape);
+        table.IndVars.insert(table.IndVars.end(), names.begin(), names.end());
+    }
+    table.SetSummaryMatrix(effects);
+    table.SetSpacesVector(VectorXi::Constant(shape.Choices(), static_cast<int>(shape.Columns())));
+    const std::string header =
+        ExpandContractString("  ") + "\t        Mean\t      Median\t     Sd.dev.\t          5%\t         95%\n";
+    PrintTable("Marginal effects: ", Description(type), "", header, table, dispatcher, LabelWidth);
+}
+
+}  // namespace quarn::samplers
