@@ -6,52 +6,15 @@
 #include <quarn/numerics/MatrixText.h>
 
 #include <functional>
-#include <new>
 #include <optional>
 #include <sstream>
-
-// Each test repeats an operation and lets its first allocation fail, then its second, and so on until there are no more.
 
 namespace {
 
 using namespace quarn;
-using quarn::testing::Fault;
+using quarn::testing::End;
+using quarn::testing::FailEach;
 using quarn::testing::TemporaryFile;
-
-enum class End { Complete, BadAlloc };
-
-/// Calls prepare, act with each of its allocations failing, alone and with all that follow, and check with how that
-/// ended; check also drops what the others have made. Returns the number of allocations that failed.
-template <class Act, class Check>
-long FailEach(
-    const Act& act, const Check& check, const std::function<void()>& prepare = [] {}) {
-    prepare();
-    act();  // what is built once in a process
-    check(End::Complete);
-    long points = 0;
-    for (const Fault fault : {Fault::Once, Fault::FromThereOn})
-        for (long n = 1;; ++n, ++points) {
-            const long before = quarn::testing::LiveBlocks();
-            End end = End::Complete;
-            prepare();
-            quarn::testing::FailAllocation(n, fault);
-            try {
-                act();
-            } catch (const std::bad_alloc&) {
-                end = End::BadAlloc;
-            }
-            const bool failed = quarn::testing::StopFailing();
-            check(end);
-            // Fewer where a header of the string library frees what the library has allocated.
-            EXPECT_LE(quarn::testing::LiveBlocks(), before) << "a leak where allocation " << n << " fails";
-            if (!failed) break;
-            if (::testing::Test::HasFailure()) {
-                ADD_FAILURE() << "allocation " << n << (fault == Fault::Once ? "" : " and all that follow");
-                return points;
-            }
-        }
-    return points;
-}
 
 std::string Saved(const Dataset& dataset) {
     std::ostringstream stream;

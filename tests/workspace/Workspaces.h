@@ -39,4 +39,28 @@ inline std::shared_ptr<Model> MakeModel(const std::shared_ptr<Dataset>& dataset 
     return model;
 }
 
+/// Something of each kind, and below it a structure whose model is linked to the dataset on top. Names and texts are too
+/// long to need no memory of their own.
+inline void AddOneOfEach(QuarnStructure& top) {
+    const std::string name = "one that needs memory of its own, ";
+    const auto nested = std::make_shared<QuarnStructure>();
+    top.AddMatrix(name + "a matrix", std::make_shared<MatrixXd>(MatrixXd::Constant(3, 2, 0.25)));
+    top.AddDataset(name + "a dataset", MakeDataset());
+    top.AddStructure(name + "a structure", nested);
+    top.AddString(name + "a string", std::make_shared<std::string>(name));
+    nested->AddDataset(name + "a dataset", MakeDataset(3));
+    nested->AddModel(name + "a linked model", MakeModel(top.GetpDataset(name + "a dataset")));
+    const auto model = MakeModel();
+    model->SetTableTop(name + "\nof two lines");
+    model->SamplesNames = {name, "b"};
+    model->Summary.SetIndVars({name});
+    model->Summary.SetSummaryMatrix(MatrixXd::Ones(1, 5));
+    model->Summary.SetSpacesVector(VectorXi::Ones(1));
+    model->IntList = {1, 2};
+    model->IntLists = {{3}, {}, {4, 5}};
+    model->Elements[name] = std::make_shared<MatrixXd>(MatrixXd::Ones(2, 2));
+    model->HiddenElements[name] = std::make_shared<MatrixXd>();
+    top.AddModel(name + "a model", model);
+}
+
 }  // namespace quarn::testing
