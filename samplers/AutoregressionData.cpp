@@ -85,7 +85,7 @@ void Autoregression::Data::FindMissing(const VectorXd& observed) {
 
 void Autoregression::Data::SetInitialPrior(const VectorXd& observed) {
     if (Prior.Initial) return;
-    Prior.Initial.emplace();
+    Prior.Initial = AutoregressionPrior::InitialValue();
     std::vector<double> finite;
     std::copy_if(observed.begin(), observed.end(), std::back_inserter(finite),
                  [](double v) { return std::isfinite(v); });

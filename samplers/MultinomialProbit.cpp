@@ -254,9 +254,9 @@ std::string ChoiceFault(const VectorXd& y, Index J) {
 
 std::string Fault(const ChoiceData& d, const MultinomialProbitPrior& prior) {
     const auto J = static_cast<Index>(d.AlternativeNames.size());
-    if (const std::string fault = ShapeFault(d); !fault.empty()) return fault;
-    if (const std::string fault = ChoiceFault(d.y, J); !fault.empty()) return fault;
-    if (const std::string fault = CheckPrior(prior.Covariance, J); !fault.empty()) return fault;
+    if (std::string fault = ShapeFault(d); !fault.empty()) return fault;
+    if (std::string fault = ChoiceFault(d.y, J); !fault.empty()) return fault;
+    if (std::string fault = CheckPrior(prior.Covariance, J); !fault.empty()) return fault;
     return CheckPrior(prior.Coefficients, J * d.X.cols() + static_cast<Index>(d.Attributes.size()));
 }
 
