@@ -1,3 +1,4 @@
+#include "../support/CommaLocale.h"
 #include "../support/Matrices.h"
 #include "Workspaces.h"
 
@@ -5,6 +6,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <locale>
 #include <map>
 #include <new>
 #include <random>
@@ -198,6 +200,31 @@ TEST(WorkspacePersistence, BringsBackAllThatIsInATree) {
         ASSERT_EQ(Saved(loaded.Top), first) << seed;
     }
     EXPECT_GT(links, 100);
+}
+
+TEST(WorkspacePersistence, WritesAndReadsTheSameInAnyLocale) {
+    struct German : std::numpunct<char> {
+        char do_decimal_point() const override { return ','; }
+        char do_thousands_sep() const override { return '.'; }
+        std::string do_grouping() const override { return "\1"; }
+    };
+    Workspace w;
+    Trees trees(11);
+    while (!w.HasDatasets() || !w.HasModels() || w.Matrices.size() < 3) trees.Fill(w);
+    w.AddMatrix("large", std::make_shared<MatrixXd>(MatrixXd::Constant(1200, 1, -1234567.25)));
+    int counter = 1000;
+    w.NotifyAssociatedModelsForSaving(counter);
+    const Text expected = Saved(w);
+    const bool hasComma = quarn::testing::SetCommaLocale();
+    const std::locale before = std::locale::global(std::locale(std::locale::classic(), new German));
+    w.NotifyAssociatedModelsForSaving(counter = 1000);
+    EXPECT_EQ(Saved(w), expected);
+    Loaded loaded(expected);
+    EXPECT_EQ(Saved(loaded.Top), expected);
+    const Text large = "large";
+    EXPECT_TRUE(quarn::testing::SameCells(*loaded.Top.GetpMatrix(large), *w.GetpMatrix(large)));
+    std::locale::global(before);
+    if (hasComma) std::setlocale(LC_ALL, "C");
 }
 
 TEST(WorkspacePersistence, LinksNoModelWithoutItsDataset) {
