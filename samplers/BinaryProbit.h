@@ -1,5 +1,6 @@
 #pragma once
 
+#include <samplers/MarginalEffects.h>
 #include <samplers/Priors.h>
 #include <samplers/Sampler.h>
 
@@ -54,13 +55,6 @@ class QUARN_SAMPLERS_EXPORT BinaryProbit final : public SamplerOf<Estimator> {
 class QUARN_SAMPLERS_EXPORT BinaryProbitModel final : public Model {
  public:
     static constexpr char RegressorsKey[] = "X";
-
-    /// At which regressors an effect is computed.
-    enum EffectType : int {
-        AverageEffect = 0,  ///< at each row of the points, averaged over them
-        EffectAtMeans = 1,  ///< at the mean of the points
-        EffectAtPoint = 2,  ///< at one row of them
-    };
 
     /// Takes over what was stored or filled: the fields of a plain Model.
     explicit BinaryProbitModel(const std::shared_ptr<Model>& results);

@@ -29,19 +29,6 @@ bool HasColumns(const MatrixXd& points, Index K, const std::string& who, std::st
     return false;
 }
 
-const char* Description(int type) {
-    switch (type) {
-        case BinaryProbitModel::AverageEffect:
-            return "Average over the points of the marginal effects on P(y = 1)";
-        case BinaryProbitModel::EffectAtMeans:
-            return "Marginal effects on P(y = 1) at the means of the regressors";
-        case BinaryProbitModel::EffectAtPoint:
-            return "Marginal effects on P(y = 1) at given regressors";
-        default:
-            return "Marginal effects on P(y = 1)";
-    }
-}
-
 }  // namespace
 
 BinaryProbitModel::BinaryProbitModel(const std::shared_ptr<Model>& results) {
@@ -53,25 +40,8 @@ bool BinaryProbitModel::CalculateMFX(int type, std::shared_ptr<MatrixXd> points,
                                      std::shared_ptr<MatrixXd> effects, std::string& message, std::string& detail,
                                      EventDispatcher*) {
     if (!points || points->rows() == 0) points = HiddenElements[RegressorsKey];
-    if (!points || points->rows() == 0) {
-        message = "The model has no regressors to compute effects at.";
-        return false;
-    }
-    if (!HasColumns(*points, Samples->cols(), "A marginal effect", message, detail)) return false;
-    if (type < AverageEffect || type > EffectAtPoint) {
-        message = "There is no such type of marginal effects: " + std::to_string(type) + ".";
-        return false;
-    }
-    if (type == EffectAtPoint && (at < 0 || at >= points->rows())) {
-        message = "There is no such row of regressors: " + std::to_string(at) + ".";
-        detail = "They have " + std::to_string(points->rows()) + " rows.";
-        return false;
-    }
-    MatrixXd X = *points;
-    RowVectorXd mean;
-    matrixMean(*points, mean);
-    if (type == EffectAtMeans) X = mean;
-    if (type == EffectAtPoint) X = points->row(at);
+    const MatrixXd X = PointsOfEffect(type, points, at, message, detail);
+    if (X.rows() == 0 || !HasColumns(X, Samples->cols(), "A marginal effect", message, detail)) return false;
     MatrixXd summary;
     matrixSummary(MeanDensities(X, *Samples).asDiagonal() * *Samples, summary);
     *effects = summary.leftCols(5);
@@ -96,7 +66,7 @@ void BinaryProbitModel::PrintMFX(const MatrixXd& effects, int type, const EventD
     table.SetSpacesVector(VectorXi::Constant(1, static_cast<int>(names.size())));
     const std::string header =
         ExpandContractString("  ") + "\t        Mean\t      Median\t     Sd.dev.\t          5%\t         95%\n";
-    PrintTable("Marginal effects: ", Description(type), "", header, table, dispatcher, LabelWidth);
+    PrintTable("Marginal effects: ", DescribeEffect(type, "P(y = 1)"), "", header, table, dispatcher, LabelWidth);
 }
 
 bool BinaryProbitModel::Predict(bool, bool, std::shared_ptr<MatrixXd> points, int, std::string,

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <samplers/MarginalEffects.h>
 #include <samplers/Priors.h>
 #include <samplers/Sampler.h>
 
@@ -70,13 +71,6 @@ class QUARN_SAMPLERS_EXPORT MultinomialProbitModel final : public Model {
     static constexpr Eigen::Index PredictionDraws = 1000;
     static constexpr int Replications = 100;
     static constexpr char MeansKey[] = "means";
-
-    /// At which points an effect is computed.
-    enum EffectType : int {
-        AverageEffect = 0,  ///< at each row of the points, averaged over them
-        EffectAtMeans = 1,  ///< at the mean of the points
-        EffectAtPoint = 2,  ///< at one row of them
-    };
 
     /// Takes over what was stored or filled: the fields of a plain Model. IntList holds J, K, M; the hidden element
     /// MeansKey, 1 x (K + M J), the mean point of the estimation sample.

@@ -57,19 +57,6 @@ MatrixXd UtilityDerivatives(const ScaledProbit& probit, const Shape& shape) {
     return derivatives;
 }
 
-const char* Description(int type) {
-    switch (type) {
-        case MultinomialProbitModel::AverageEffect:
-            return "Average over the points of the marginal effects on the probabilities of the choices";
-        case MultinomialProbitModel::EffectAtMeans:
-            return "Marginal effects on the probabilities of the choices at the means of the points";
-        case MultinomialProbitModel::EffectAtPoint:
-            return "Marginal effects on the probabilities of the choices at a given point";
-        default:
-            return "Marginal effects on the probabilities of the choices";
-    }
-}
-
 /// Names of the elements of a point: of regressors as they stand under the first alternative, then those of attributes
 /// with the number of the alternative.
 std::vector<std::string> PointNames(const Model& model, const Shape& shape) {
@@ -114,23 +101,8 @@ bool MultinomialProbitModel::CalculateMFX(int type, std::shared_ptr<MatrixXd> po
                                           EventDispatcher*) {
     const Shape shape(*this);
     if (!points || points->rows() == 0) points = HiddenElements[MeansKey];
-    if (!points || points->rows() == 0) {
-        message = "The model has no regressors to compute effects at.";
-        return false;
-    }
-    if (!HasColumns(*points, shape, "A marginal effect", message, detail)) return false;
-    if (type < AverageEffect || type > EffectAtPoint) {
-        message = "There is no such type of marginal effects: " + std::to_string(type) + ".";
-        return false;
-    }
-    if (type == EffectAtPoint && (at < 0 || at >= points->rows())) {
-        message = "There is no such row of regressors: " + std::to_string(at) + ".";
-        detail = "They have " + std::to_string(points->rows()) + " rows.";
-        return false;
-    }
-    MatrixXd used = *points;
-    if (type == EffectAtMeans) used = points->colwise().mean();
-    if (type == EffectAtPoint) used = points->row(at);
+    const MatrixXd used = PointsOfEffect(type, points, at, message, detail);
+    if (used.rows() == 0 || !HasColumns(used, shape, "A marginal effect", message, detail)) return false;
     Generator generator = MakeGenerator(0, FirstAuxiliaryStream);
     *effects = SummaryOverDraws(*Samples, shape, shape.Choices() * shape.Columns(),
                                 [&](const ScaledProbit& probit, const ChoiceProbability& probability) {
@@ -160,7 +132,8 @@ void MultinomialProbitModel::PrintMFX(const MatrixXd& effects, int type, const E
     table.SetSpacesVector(VectorXi::Constant(shape.Choices(), static_cast<int>(shape.Columns())));
     const std::string header =
         ExpandContractString("  ") + "\t        Mean\t      Median\t     Sd.dev.\t          5%\t         95%\n";
-    PrintTable("Marginal effects: ", Description(type), "", header, table, dispatcher, LabelWidth);
+    PrintTable("Marginal effects: ", DescribeEffect(type, "the probabilities of the choices"), "", header, table,
+               dispatcher, LabelWidth);
 }
 
 }  // namespace quarn::samplers
