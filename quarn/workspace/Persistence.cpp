@@ -142,7 +142,8 @@ class Loader {
             more = m_stream.good();
             mark = text->find(EndOfString, from);
         }
-        if (mark != std::string::npos) text->erase(mark, EndOfString.size());
+        // The last one: the end of a text and its mark can hold another, as "_#_end_of_string" does.
+        if (mark != std::string::npos) text->erase(text->rfind(EndOfString), EndOfString.size());
         target.AddString(name, text);
     }
 

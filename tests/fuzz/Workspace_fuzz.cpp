@@ -76,16 +76,6 @@ void CutLinksOutOf(const QuarnStructure& top) {
     });
 }
 
-/// A text whose mark stood within another one: it is a string that no passage can hold.
-bool HasEndMark(const QuarnStructure& top) {
-    bool has = false;
-    ForEachStructure(top, [&](const QuarnStructure& structure) {
-        for (const auto& [name, text] : structure.Strings)
-            has = has || text->find("_#_end_of_string_#_") != std::string::npos;
-    });
-    return has;
-}
-
 }  // namespace
 
 /// Any bytes as a workspace, behind the first number of the keys under which it is saved.
@@ -96,7 +86,6 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
     std::optional<Loaded> loaded;
     if (fuzz::IsRefused([&] { loaded.emplace(stream); })) return 0;
     RequireLinks(*loaded);
-    if (HasEndMark(loaded->Top)) return 0;
     CutLinksOutOf(loaded->Top);
     const std::string saved = Saved(*loaded, counter);
     std::istringstream second(saved + "rest");

@@ -83,7 +83,9 @@ TEST(WorkspacePersistence, EndsStringsByTheirMark) {
                  {"\n\n a~\r\n" + mark + "\n", " a~\r"},
                  {"a" + mark.substr(0, 5) + "\n" + mark.substr(5) + "\n", "a"},
                  {"a" + mark + "b\n", "ab"},
-                 {"_#__#_end" + mark + "\n", "_#__#_end"}};
+                 {"_#__#_end" + mark + "\n", "_#__#_end"},
+                 {"a_#_end_of_string" + mark + "\n", "a_#_end_of_string"},
+                 {mark + mark + "\n", mark}};
     for (const auto& c : cases) {
         Loaded loaded("0\n0\n0\n0\n2\ns\n" + c.Saved + "t\nnext" + mark + "\nrest");
         EXPECT_EQ(*loaded.Top.GetpString("s"), c.Loaded) << c.Saved;
@@ -209,8 +211,7 @@ TEST(WorkspacePersistence, WritesAndReadsTheSameInAnyLocale) {
         std::string do_grouping() const override { return "\1"; }
     };
     Workspace w;
-    Trees trees(11);
-    while (!w.HasDatasets() || !w.HasModels() || w.Matrices.size() < 3) trees.Fill(w);
+    quarn::testing::AddOneOfEach(w);
     w.AddMatrix("large", std::make_shared<MatrixXd>(MatrixXd::Constant(1200, 1, -1234567.25)));
     int counter = 1000;
     w.NotifyAssociatedModelsForSaving(counter);
