@@ -174,6 +174,52 @@ TEST(QuarnExport, WritesAllDigitsInEveryFormat) {
                   {"export " + file.Path.string() + " linear --out /nowhere/x", 1, "cannot be written"}});
 }
 
+/// The last line that a program prints, or nothing if it fails.
+std::string LastLineOf(const std::string& command) {
+    const TemporaryFile output;
+    if (std::system((command + " >" + output.Path() + " 2>/dev/null").c_str()) != 0) return "";
+    std::istringstream lines(output.Read());
+    std::string line, last;
+    while (std::getline(lines, line)) last = line;
+    return last;
+}
+
+TEST(QuarnExport, IsReadByTheProgramsThatItIsFor) {
+    const NewFile file, out;
+    const std::string path = out.Path.string();
+    ASSERT_EQ(Quarn(Pooled + "--chains 2 --draws 50 --thin 2 --save " + file.Path.string()).status, 0);
+    for (const char* format : {"csv", "coda", "json"})
+        ASSERT_EQ(Quarn("export " + file.Path.string() + " linear --format " + format + " --out " + path +
+                        (format == std::string("coda") ? "" : format))
+                      .status,
+                  0);
+    // Each prints chains, draws, and a number: that of the last draw of the second chain.
+    std::ifstream chain(path + "-chain2.txt");
+    std::string line;
+    for (int i = 0; i < 50; ++i) std::getline(chain, line);
+    const double expected = std::stod(line.substr(line.find(' ') + 1));
+    int readers = 0;
+    const auto expect = [&](const std::string& available, const std::string& command) {
+        if (std::system((available + " >/dev/null 2>&1").c_str()) != 0) return;
+        ++readers;
+        const std::string read = LastLineOf(command);
+        ASSERT_TRUE(read.starts_with("2 50 ")) << command << "\n" << read;
+        EXPECT_EQ(std::stod(read.substr(5)), expected) << command;  // to the last bit
+    };
+    expect("Rscript -e 'library(posterior)'",
+           "Rscript -e 'd <- posterior::as_draws_df(read.csv(\"" + path +
+               "csv\", check.names = FALSE)); cat(posterior::nchains(d), posterior::niterations(d), "
+               "format(d[[\"constant\"]][100], digits = 17))'");
+    expect("Rscript -e 'library(coda)'",
+           "Rscript -e 'f <- function(c) coda::read.coda(paste0(\"" + path + "-chain\", c, \".txt\"), \"" + path +
+               "-index.txt\", quiet = TRUE); d <- coda::mcmc.list(f(1), f(2)); "
+               "cat(coda::nchain(d), coda::niter(d), format(d[[2]][50, \"constant\"][[1]], digits = 17))'");
+    expect("python3 -c 'import json'", "python3 -c 'import json; d = json.load(open(\"" + path +
+                                           "json\"))[\"posterior\"][\"constant\"]; "
+                                           "print(len(d), len(d[0]), repr(d[1][49]))'");
+    if (readers == 0) GTEST_SKIP() << "neither R with posterior or coda nor Python is here";
+}
+
 TEST(QuarnPlot, DrawsAPageWithGnuplotOrSaysThatItIsMissing) {
     const NewFile file, out;
     ASSERT_EQ(Quarn(Pooled + "--chains 2 --draws 300 --save " + file.Path.string()).status, 0);

@@ -141,6 +141,28 @@ TEST(LinearRegression, LongleysCoefficientsAtAFlatPriorAreLeastSquares) {
     }
 }
 
+TEST(LinearRegression, VisitsToADoctorAreThoseOfAnotherSampler) {
+    const Dataset data(QUARN_SOURCE_DIR "/examples/data/randhie.csv", ',');
+    std::vector<std::string> names = {"lncoins", "idp",   "lpi",   "fmde",  "physlm",
+                                      "disea",   "hlthg", "hlthf", "hlthp", "mdvis"};
+    Problem visits;
+    MatrixXd X, ids;
+    ASSERT_EQ(data.Prepare_CrossSection(names, X, visits.y, ids), "OK");
+    visits.X.resize(X.rows(), 10);
+    visits.X << VectorXd::Ones(X.rows()), X;
+    const MatrixXd& draws = *Sampled(visits, {}, 20'000)->GetpSamples();
+    // 20,000 draws of MCMCregress of R's MCMCpack 1.6-3, under the same prior: means, standard deviations.
+    const double mean[] = {1.7375226, -0.16950083, -0.7531094,  0.10661715, -0.10007458,
+                           1.0675495, 0.1217032,   -0.04932193, 0.21894676, 1.4376986};
+    const double sd[] = {0.083463882, 0.020239275, 0.074335469, 0.013511590, 0.011407121,
+                         0.103299710, 0.004838238, 0.066457955, 0.122400280, 0.263252390};
+    for (int j = 0; j < 10; ++j) {
+        EXPECT_NEAR(vectorMean(draws.col(j)), mean[j], 5.0 * std::sqrt(2.0 / 20'000) * sd[j]) << j;
+        EXPECT_NEAR(vectorSd(draws.col(j)), sd[j], 0.04 * sd[j]) << j;
+    }
+    EXPECT_NEAR(vectorMean(draws.col(11).cwiseAbs2()), 18.902159, 0.01);  // sigma^2, its standard deviation 0.19
+}
+
 TEST(LinearRegression, RefusesWhatItCannotUse) {
     const Problem p = MakeProblem(10, 2);
     const auto start = [](const VectorXd& y, const MatrixXd& X, const LinearRegressionPrior& prior) {
