@@ -7,13 +7,15 @@
 #include <quarn/base/EventDispatcher.h>
 #include <quarn/numerics/PosteriorAnalysis.h>
 
+#include <algorithm>
 #include <atomic>
 #include <csignal>
 #include <filesystem>
 #include <iostream>
 #include <memory>
-#include <optional>
 #include <sstream>
+#include <string>
+#include <type_traits>
 #include <utility>
 
 namespace quarn::cli {
@@ -102,19 +104,36 @@ bool Sample(samplers::Sampler& sampler, const samplers::RunSettings& settings) {
     return false;
 }
 
+/// The options that the draws depend on, as they could be typed again.
 std::string CommandLine(const EstimateOptions& o) {
-    std::string line = "quarn estimate " + o.Model + ' ' + o.Data.File + " --y " + o.Y;
-    for (const auto& list : o.X) line += " --x " + list;
-    const auto option = [&line](const char* name, const std::string& value) {
-        if (!value.empty()) line += std::string(" --") + name + ' ' + value;
+    const EstimateOptions defaults;
+    std::string line = "quarn estimate " + o.Model + ' ' + o.Data.File;
+    const auto option = [&line](const char* name, const auto& value, const auto& unless) {
+        if (value == unless) return;
+        line += std::string(" --") + name;
+        if constexpr (std::is_same_v<decltype(value), const std::string&>) {
+            line += ' ' + value;
+        } else if constexpr (!std::is_same_v<decltype(value), const bool&>) {
+            line += ' ' + std::to_string(value);
+        }
     };
-    option("z", o.Z);
-    option("panel", o.Spec.Panel);
-    option("series", o.Spec.Series);
-    if (!o.Spec.Panel.empty() || !o.Spec.Series.empty()) option("format", o.Spec.Format);
-    if (o.Spec.Constant) line += " --constant";
-    for (char& c : line)
-        if (c == '\n') c = ' ';
+    option("delimiter", o.Data.Delimiter, defaults.Data.Delimiter);
+    option("y", o.Y, defaults.Y);
+    for (const auto& list : o.X) option("x", list, std::string());
+    option("z", o.Z, defaults.Z);
+    option("constant", o.Spec.Constant, false);
+    option("panel", o.Spec.Panel, defaults.Spec.Panel);
+    option("series", o.Spec.Series, defaults.Spec.Series);
+    option("format", o.Spec.Format, defaults.Spec.Format);
+    option("impute", o.Spec.Impute, false);
+    option("lags", o.Spec.Lags, defaults.Spec.Lags);
+    option("components", o.Spec.Components, defaults.Spec.Components);
+    option("draws", o.Run.Draws, defaults.Run.Draws);
+    option("burnin", o.Run.Burnin, defaults.Run.Burnin);
+    option("thin", o.Run.Thin, defaults.Run.Thin);
+    option("chains", o.Run.Chains, defaults.Run.Chains);
+    line += " --seed " + std::to_string(o.Run.Seed);
+    std::replace(line.begin(), line.end(), '\n', ' ');
     return line;
 }
 

@@ -64,6 +64,8 @@ TEST(QuarnEstimate, GoesFromAFileToATableAndASavedModel) {
 
     EXPECT_EQ(file.Beside().size(), 1u);  // nothing is left of saving
     const std::string before = file.Read();
+    EXPECT_NE(before.find("\nquarn estimate linear " + Grunfeld + "--y invest --x value,capital --constant --seed 7\n"),
+              std::string::npos);
     ExpectToFail({{Pooled + save + "--name pooled", 1, "it has a model pooled; give another --name, or --overwrite"}});
     EXPECT_EQ(file.Read(), before);
     EXPECT_EQ(Quarn(Pooled + save + "--name pooled --overwrite --draws 10").status, 0);
