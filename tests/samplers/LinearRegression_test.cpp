@@ -150,7 +150,8 @@ TEST(LinearRegression, VisitsToADoctorAreThoseOfAnotherSampler) {
     ASSERT_EQ(data.Prepare_CrossSection(names, X, visits.y, ids), "OK");
     visits.X.resize(X.rows(), 10);
     visits.X << VectorXd::Ones(X.rows()), X;
-    const MatrixXd& draws = *Sampled(visits, {}, 20'000)->GetpSamples();
+    const auto sampler = Sampled(visits, {}, 20'000);
+    const MatrixXd& draws = *sampler->GetpSamples();
     // 20,000 draws of MCMCregress of R's MCMCpack 1.6-3, under the same prior: means, standard deviations.
     const double mean[] = {1.7375226, -0.16950083, -0.7531094,  0.10661715, -0.10007458,
                            1.0675495, 0.1217032,   -0.04932193, 0.21894676, 1.4376986};
