@@ -12,14 +12,14 @@
 #include <thread>
 #include <utility>
 
-// This client is ours because no class derived from that of wxWidgets can guard against what that was seen to do (3.2.2):
-//  - Once a server closes the connection within a header line, it peeks for the rest for ever.
+// This client is ours because no class derived from that of wxWidgets can guard against all that it does (seen with 3.2.2):
+//  - Once a server closes the connection within a header line, it mostly peeks for the rest for ever.
 //  - It waits by select(), which aborts a process that has more than 1024 descriptors open.
 //  - A socket that does not block registers with the event loop of the application, from whatever thread, and reading a
 //    line turns blocking off: an application whose main loop ran was aborted by some hundred requests of four threads.
 //  - A socket that blocks has no time-out for its connection: 134 seconds with 3 asked for.
-// Nor does it limit the time of a reply that trickles, or take the framing out of one that comes in chunks. Like that one
-// this asks in HTTP/1.0 and looks the name up when it is told to connect.
+// Nor does it limit the time of a reply that trickles, or take the framing out of one that comes in chunks. Like that
+// one this asks in HTTP/1.0 and looks the name up when it is told to connect.
 
 namespace quarn::detail {
 namespace {
