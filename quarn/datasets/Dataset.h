@@ -103,8 +103,12 @@ class QUARN_EXPORT Dataset {
     ///   file       the path on the server. "/" in front may be left out; blanks, "#" and bytes outside ASCII are
     ///              escaped, a "%" is not
     ///
-    /// The name is looked up three times, with a pause of a second after each failure. Redirections are not followed;
-    /// neither proxies nor passwords are known. Needs no initialisation of wxWidgets.
+    /// The name is looked up three times, with a pause of a second after each failure, and its first address is asked.
+    /// Redirections are not followed; neither proxies nor passwords are known.
+    ///
+    /// Precondition: an application that uses wxWidgets has initialised it, and has called wxSocketBase::Initialize() on
+    /// its main thread if others call this. Any other calls this from one thread at a time, and wxWidgets is in use
+    /// for as long as the call lasts.
     ///
     /// Errors: Loaded false and a message, in every case. One tells the status of the reply where that is not 200 to 299,
     ///         or where the file does not come whole: the reply ends before the length that it announced, is silent for

@@ -2,24 +2,17 @@
 #include <quarn/datasets/StatusTexts.h>
 
 #include <wx/convauto.h>
+#include <wx/init.h>
 #include <wx/string.h>
 
 #include <algorithm>
 #include <charconv>
 #include <new>
 #include <optional>
+#include <stdexcept>
 #include <string_view>
 #include <thread>
 #include <utility>
-
-// This client is ours because no class derived from that of wxWidgets can guard against all that it does (seen with 3.2.2):
-//  - Once a server closes the connection within a header line, it mostly peeks for the rest for ever.
-//  - It waits by select(), which aborts a process that has more than 1024 descriptors open.
-//  - A socket that does not block registers with the event loop of the application, from whatever thread, and reading a
-//    line turns blocking off: an application whose main loop ran was aborted by some hundred requests of four threads.
-//  - A socket that blocks has no time-out for its connection: 134 seconds with 3 asked for.
-// Nor does it limit the time of a reply that trickles, or take the framing out of one that comes in chunks. Like that
-// one this asks in HTTP/1.0 and looks the name up when it is told to connect.
 
 namespace quarn::detail {
 namespace {
@@ -41,11 +34,6 @@ std::string RequestTarget(const std::string& file) {
         }
     }
     return target;
-}
-
-std::string Request(const std::string& host, const std::string& file) {
-    return "GET " + RequestTarget(file) + " HTTP/1.0\r\nHost: " + host +
-           "\r\nUser-Agent: quarn\r\nContent-type: text/html; charset=utf-8\r\nConnection: close\r\n\r\n";
 }
 
 std::string_view WithoutBlanksAround(std::string_view text) {
@@ -132,15 +120,14 @@ bool HasWideMark(const std::string& text) {
 }  // namespace
 
 HttpReply FetchFile(const std::string& host, const std::string& file, const HttpLimits& limits) {
+    const wxInitializer isInUse;  // counted: nothing happens where the application has initialised wxWidgets
+    if (!isInUse.IsOk()) throw std::runtime_error("wxWidgets cannot be initialised");
+    HttpConnection connection(limits);
     // Three look-ups, whatever the first ones give: the last one counts.
-    Addresses addresses(nullptr, &freeaddrinfo);
-    for (int attempt = 0; attempt < 3; ++attempt) {
-        addresses = ResolveHost(host);
-        if (addresses == nullptr) std::this_thread::sleep_for(limits.Pause);
-    }
+    for (int attempt = 0; attempt < 3; ++attempt)
+        if (!connection.Find(host)) std::this_thread::sleep_for(limits.Pause);
     HttpReply reply;
-    HttpConnection connection(addresses.get(), limits);
-    if (!connection.IsOpen() || !connection.Send(Request(host, file))) return reply;
+    if (!connection.Ask(RequestTarget(file))) return reply;
     reply.Status = ReadStatus(connection.ReadLine());
     reply.IsComplete = IsSuccess(reply.Status) && ReadBody(connection, reply.Body, limits);
     return reply;

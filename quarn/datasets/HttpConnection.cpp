@@ -1,34 +1,53 @@
 #include <quarn/datasets/HttpConnection_detail.h>
 
+#include <wx/string.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cstdint>
-#include <fcntl.h>
 #include <new>
 #include <poll.h>
-#include <sys/socket.h>
+
+// What the client of wxWidgets 3.2 does behind its connection, and why none of it is called here:
+//  - Once a server closes the connection within a header line, its ReadLine() mostly peeks for the rest for ever.
+//  - It waits by select(), which ends a process that has more than 1024 descriptors open.
+//  - Peeking turns a socket into one that does not block, and registers it with the event loop of the application, from
+//    whatever thread.
+//  - It limits neither the time of a reply that trickles nor its size, and leaves the framing of chunks in the data.
 
 namespace quarn::detail {
 namespace {
 
 constexpr std::size_t BlockSize = std::size_t{1} << 16;
+/// What a socket that is ready to be written to takes without blocking.
+constexpr std::size_t PieceSize = std::size_t{1} << 10;
 
-bool IsControlOrBlank(char c) {
-    const auto byte = static_cast<unsigned char>(c);
-    return byte <= ' ' || byte == 0x7F;
-}
+struct Host {
+    std::string Name;
+    std::uint16_t Port = 80;
+    bool IsInBrackets = false;
+};
 
-bool IsPort(const std::string& text) {
-    std::uint16_t port = 0;
-    const char* const end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, port);
-    return error == std::errc() && stop == end && port > 0;
+/// Nothing for what cannot be a host. A zero byte would cut the name, and a line end start another header.
+std::optional<Host> ReadHost(const std::string& text) {
+    const auto isStrange = [](char c) { return c <= ' ' || c >= 0x7F; };
+    const auto colon = text.find(':', text.starts_with('[') ? std::min(text.find(']'), text.size()) : 0);
+    Host host{.Name = text.substr(0, colon)};
+    host.IsInBrackets = host.Name.starts_with('[') && host.Name.ends_with(']');
+    if (host.IsInBrackets) host.Name = host.Name.substr(1, host.Name.size() - 2);
+    if (host.Name.empty() || std::any_of(host.Name.begin(), host.Name.end(), isStrange)) return std::nullopt;
+    if (colon != std::string::npos) {
+        const char *const begin = text.data() + colon + 1, *const end = text.data() + text.size();
+        const auto [stop, error] = std::from_chars(begin, end, host.Port);
+        if (error != std::errc() || stop != end || host.Port == 0) return std::nullopt;
+    }
+    return host;
 }
 
 using Clock = std::chrono::steady_clock;
 
-bool WaitFor(int socket, short events, Clock::time_point deadline) {
+bool WaitFor(wxSOCKET_T socket, short events, Clock::time_point deadline) {
     for (;;) {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
         if (left.count() <= 0) return false;
@@ -39,57 +58,41 @@ bool WaitFor(int socket, short events, Clock::time_point deadline) {
     }
 }
 
-bool Connect(int descriptor, const addrinfo& address, std::chrono::milliseconds silence) {
-    if (connect(descriptor, address.ai_addr, address.ai_addrlen) == 0) return true;
-    // A signal does not keep a connection from being made either.
-    if (errno != EINPROGRESS && errno != EINTR) return false;
-    int error = 0;
-    socklen_t size = sizeof error;
-    return WaitFor(descriptor, POLLOUT, Clock::now() + silence) &&
-           getsockopt(descriptor, SOL_SOCKET, SO_ERROR, &error, &size) == 0 && error == 0;
-}
-
-FileDescriptor ConnectToAny(const addrinfo* address, std::chrono::milliseconds silence) {
-    for (; address != nullptr; address = address->ai_next) {
-        FileDescriptor descriptor(
-            socket(address->ai_family, address->ai_socktype | SOCK_CLOEXEC | SOCK_NONBLOCK, address->ai_protocol));
-        if (descriptor.Get() >= 0 && Connect(descriptor.Get(), *address, silence)) return descriptor;
-    }
-    return FileDescriptor(-1);
-}
-
 }  // namespace
 
-Addresses ResolveHost(const std::string& host) {
-    const auto colon = host.find(':', host.starts_with('[') ? std::min(host.find(']'), host.size()) : 0);
-    std::string name = host.substr(0, colon);
-    const std::string port = colon == std::string::npos ? "80" : host.substr(colon + 1);
-    const bool inBrackets = name.starts_with('[') && name.ends_with(']');
-    if (inBrackets) name = name.substr(1, name.size() - 2);
-    Addresses addresses(nullptr, &freeaddrinfo);
-    // The system's look-up would cut a name at a zero byte and ask servers for the others.
-    if (name.empty() || !IsPort(port) || std::any_of(name.begin(), name.end(), IsControlOrBlank)) return addresses;
-    addrinfo wanted{};
-    wanted.ai_family = inBrackets ? AF_INET6 : AF_UNSPEC;
-    wanted.ai_socktype = SOCK_STREAM;
-    wanted.ai_flags = AI_NUMERICSERV | (inBrackets ? AI_NUMERICHOST : 0);
-    addrinfo* found = nullptr;
-    if (getaddrinfo(name.c_str(), port.c_str(), &wanted, &found) == 0) addresses.reset(found);
-    return addresses;
+HttpConnection::HttpConnection(const HttpLimits& limits) : m_limits(limits), m_block(BlockSize) {
+    SetHeader("Content-type", "text/html; charset=utf-8");
+    SetHeader("User-Agent", "quarn");
+    SetHeader("Connection", "close");
+    SetTimeout(std::chrono::ceil<std::chrono::seconds>(limits.Silence).count());
+    SetFlags(wxSOCKET_BLOCK);  // no event of the application is handled by a thread that waits for a file
 }
 
-HttpConnection::HttpConnection(const addrinfo* addresses, const HttpLimits& limits)
-    : m_limits(limits), m_socket(ConnectToAny(addresses, limits.Silence)), m_block(BlockSize) {}
+bool HttpConnection::Find(const std::string& text) {
+    const auto host = ReadHost(text);
+    if (!host) return false;
+    wxIPV6address address;
+    const bool isFound = (!host->IsInBrackets && Connect(host->Name, host->Port)) ||
+                         (address.Hostname(host->Name) && address.Service(host->Port) && Connect(address));
+    SetHeader("Host", text);
+    return isFound;
+}
+
+bool HttpConnection::Ask(const std::string& target) {
+    if (m_addr == nullptr || !wxProtocol::Connect(*m_addr)) return false;
+    m_start = Clock::now();
+    if (!Send("GET " + target + " HTTP/1.0\r\n")) return false;
+    SendHeaders();
+    return Send("\r\n");
+}
 
 bool HttpConnection::Send(std::string_view bytes) {
-    m_start = Clock::now();
     while (!bytes.empty()) {
-        if (!WaitFor(m_socket.Get(), POLLOUT, m_start + m_limits.Silence)) return false;
-        const auto sent = send(m_socket.Get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
-        if (sent >= 0)
-            bytes.remove_prefix(static_cast<std::size_t>(sent));
-        else if (errno != EAGAIN && errno != EINTR)
-            return false;
+        if (!WaitFor(GetSocket(), POLLOUT, m_start + m_limits.Silence)) return false;
+        const auto piece = bytes.substr(0, PieceSize);
+        Write(piece.data(), static_cast<wxUint32>(piece.size()));
+        if (LastWriteCount() == 0) return false;
+        bytes.remove_prefix(LastWriteCount());
     }
     return true;
 }
@@ -97,16 +100,14 @@ bool HttpConnection::Send(std::string_view bytes) {
 bool HttpConnection::Fill() {
     const auto earned = std::chrono::milliseconds(m_received / m_limits.BytesPerSecond * 1000);
     const auto deadline = std::min(Clock::now() + m_limits.Silence, m_start + m_limits.Grace + earned);
-    while (m_begin == m_end) {
-        if (!WaitFor(m_socket.Get(), POLLIN, deadline)) return false;
-        const auto got = recv(m_socket.Get(), m_block.data(), m_block.size(), 0);
-        m_atEnd = got == 0;
-        if (m_atEnd || (got < 0 && errno != EAGAIN && errno != EINTR)) return false;
-        m_begin = 0;
-        m_end = got < 0 ? 0 : static_cast<std::size_t>(got);
-        m_received += m_end;
-    }
-    return true;
+    if (m_begin < m_end) return true;
+    if (!WaitFor(GetSocket(), POLLIN, deadline)) return false;
+    wxHTTP::Read(m_block.data(), static_cast<wxUint32>(m_block.size()));
+    m_begin = 0;
+    m_end = LastReadCount();
+    m_received += m_end;
+    m_atEnd = m_end == 0 && IsClosed();
+    return m_end > 0;
 }
 
 std::optional<std::string> HttpConnection::ReadLine() {

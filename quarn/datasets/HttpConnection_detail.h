@@ -1,11 +1,9 @@
 #pragma once
 
-#include <quarn/datasets/FileDescriptor_detail.h>
+#include <wx/protocol/http.h>
 
 #include <chrono>
 #include <cstddef>
-#include <memory>
-#include <netdb.h>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -15,7 +13,7 @@ namespace quarn::detail {
 
 /// How long a fetch may take and how much it may bring. Tests shorten them.
 struct HttpLimits {
-    std::chrono::milliseconds Silence = std::chrono::seconds(10);  ///< longest wait for a connection, or for a byte
+    std::chrono::milliseconds Silence = std::chrono::seconds(10);  ///< longest wait for a byte of the reply
     std::chrono::milliseconds Pause = std::chrono::seconds(1);     ///< after each look-up of a name that fails
     // A reply has this time, and more as its bytes arrive: a server that sends a byte now and then ends too.
     std::chrono::milliseconds Grace = std::chrono::seconds(60);
@@ -24,22 +22,20 @@ struct HttpLimits {
     std::size_t BodyBytes = (std::size_t{1} << 31) - 1;
 };
 
-using Addresses = std::unique_ptr<addrinfo, decltype(&freeaddrinfo)>;
-
-/// Addresses of a host: a name, an IPv4 address, or an IPv6 address in brackets; ":" and a port may follow, else it is
-/// port 80. Null for what is no such text, and for a name that is not found.
-Addresses ResolveHost(const std::string& host);
-
-/// A connection whose every wait has an end.
-class HttpConnection {
+/// The client of wxWidgets, but for what it does once it is connected: its own reading can go on for ever, or end the
+/// process, on what a server sends. Here every wait has an end. That for the connection itself is left to the system,
+/// which gives up after some two minutes: a socket may only wait for less if it has a part in the event loop.
+class HttpConnection : private wxHTTP {
  public:
-    /// Takes the first of the addresses that answers.
-    HttpConnection(const addrinfo* addresses, const HttpLimits& limits);
+    explicit HttpConnection(const HttpLimits& limits);
 
-    bool IsOpen() const { return m_socket.Get() >= 0; }
+    /// Looks a host up: a name, an IPv4 address, or an IPv6 address in brackets; ":" and a port may follow, else it is
+    /// port 80. False for what is no such text, and for a name that is not found.
+    bool Find(const std::string& host);
 
-    /// False if not everything could be sent. The time of the reply starts here.
-    bool Send(std::string_view bytes);
+    /// Connects to the host that was found last, and asks for a target. False if nobody answers, or not everything could
+    /// be sent. The time of the reply starts here.
+    bool Ask(const std::string& target);
 
     /// The next line without its end, LF or CR LF. Nothing if it does not come whole, in time and within HeaderBytes.
     std::optional<std::string> ReadLine();
@@ -52,12 +48,12 @@ class HttpConnection {
     bool ReadToEnd(std::string& body);
 
  private:
+    bool Send(std::string_view bytes);
     /// Makes sure that a byte is waiting. False at the end, which sets m_atEnd, and on failure.
     bool Fill();
     std::string_view Waiting() const { return {m_block.data() + m_begin, m_end - m_begin}; }
 
     HttpLimits m_limits;
-    FileDescriptor m_socket;
     std::chrono::steady_clock::time_point m_start;
     std::size_t m_received = 0;
     std::vector<char> m_block;
