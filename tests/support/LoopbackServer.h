@@ -1,12 +1,12 @@
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <arpa/inet.h>
 #include <array>
 #include <chrono>
+#include <mutex>
 #include <netinet/in.h>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <sys/socket.h>
@@ -32,9 +32,9 @@ class LoopbackServer {
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         socklen_t size = sizeof address;
         auto* const generic = reinterpret_cast<sockaddr*>(&address);
-        EXPECT_EQ(bind(m_listener, generic, size), 0);
-        EXPECT_EQ(listen(m_listener, 8), 0);
-        EXPECT_EQ(getsockname(m_listener, generic, &size), 0);
+        if (bind(m_listener, generic, size) != 0 || listen(m_listener, 8) != 0 ||
+            getsockname(m_listener, generic, &size) != 0)
+            throw std::runtime_error("no port of the loopback is to be had");
         m_port = ntohs(address.sin_port);
         m_thread = std::thread([this] { Run(); });
     }
@@ -47,6 +47,11 @@ class LoopbackServer {
     }
 
     std::string Host() const { return "127.0.0.1:" + std::to_string(m_port); }
+    /// Replaces the reply, for the requests after this call. None may be under way.
+    void Answer(std::string reply) {
+        const std::lock_guard lock(m_mutex);
+        m_reply = std::move(reply);
+    }
     /// The last one; to be read when its answer has come.
     const std::string& Request() const { return m_request; }
 
@@ -56,10 +61,15 @@ class LoopbackServer {
             m_request.clear();
             while (!m_request.ends_with("\r\n\r\n") && Receive()) {
             }
-            Send(m_reply);
+            Send(Reply());
             while (m_then && (m_then->empty() ? Receive() : Send(*m_then))) std::this_thread::sleep_for(m_pause);
             close(m_connection);
         }
+    }
+
+    std::string Reply() {
+        const std::lock_guard lock(m_mutex);
+        return m_reply;
     }
 
     bool Receive() {
@@ -78,6 +88,7 @@ class LoopbackServer {
         return true;
     }
 
+    std::mutex m_mutex;
     std::string m_reply;
     std::optional<std::string> m_then;
     std::chrono::milliseconds m_pause;
