@@ -5,6 +5,7 @@
 #include <samplers/LinearModel.h>
 #include <samplers/ModelCodes.h>
 #include <samplers/RunRecord.h>
+#include <samplers/StoredResults.h>
 
 #include <Eigen/Eigenvalues>
 
@@ -53,12 +54,10 @@ AutoregressionModel::AutoregressionModel(const std::shared_ptr<Model>& results) 
 
 bool AutoregressionModel::IsComplete(std::string& message) const {
     const auto last = HiddenElements.find("lastValues");
-    if (Samples && Samples->rows() > 0 && IntList.size() == 2 && IntList[0] > 0 && Samples->cols() >= IntList[0] + 2 &&
-        last != HiddenElements.end() && last->second->cols() == IntList[0] &&
-        (last->second->rows() == 1 || last->second->rows() == Samples->rows()))
-        return true;
-    message = "The model lacks results that an autoregression has.";
-    return false;
+    const bool isWhole = IntList.size() == 2 && IntList[0] > 0 && last != HiddenElements.end() && last->second &&
+                         last->second->cols() == IntList[0] && Samples &&
+                         (last->second->rows() == 1 || last->second->rows() == Samples->rows());
+    return HasDraws(*this, isWhole ? Index{IntList[0]} + 2 : -1, "an autoregression", message);
 }
 
 bool AutoregressionModel::Predict(bool, bool, std::shared_ptr<MatrixXd> points, int, std::string,

@@ -4,11 +4,14 @@
 
 #include <samplers/BinaryProbit.h>
 #include <samplers/ModelCodes.h>
+#include <samplers/StoredResults.h>
 
 namespace quarn::samplers {
 namespace {
 
 using Eigen::Index;
+
+constexpr char Kind[] = "a binary probit";
 
 /// Mean over the rows of X of phi(x'b), for each draw b.
 VectorXd MeanDensities(const MatrixXd& X, const MatrixXd& draws) {
@@ -39,6 +42,7 @@ BinaryProbitModel::BinaryProbitModel(const std::shared_ptr<Model>& results) {
 bool BinaryProbitModel::CalculateMFX(int type, std::shared_ptr<MatrixXd> points, int at,
                                      std::shared_ptr<MatrixXd> effects, std::string& message, std::string& detail,
                                      EventDispatcher*) {
+    if (!HasDraws(*this, 1, Kind, message)) return false;
     if (!points || points->rows() == 0) points = HiddenElements[RegressorsKey];
     const MatrixXd X = PointsOfEffect(type, points, at, message, detail);
     if (X.rows() == 0 || !HasColumns(X, Samples->cols(), "A marginal effect", message, detail)) return false;
@@ -49,13 +53,14 @@ bool BinaryProbitModel::CalculateMFX(int type, std::shared_ptr<MatrixXd> points,
 }
 
 void BinaryProbitModel::PrintMFX(const MatrixXd& effects, int type, const EventDispatcher& dispatcher) {
-    const Index K = Samples->cols();
-    if (effects.rows() != K || effects.cols() != 5) return;
+    const Index K = effects.rows();
+    if (K != static_cast<Index>(SamplesNames.size()) || effects.cols() != 5) return;
     const auto X = HiddenElements[RegressorsKey];
+    const bool hasX = X && X->rows() > 0 && X->cols() == K;
     std::vector<std::string> names;
     MatrixXd rows(K, 5);
     for (Index j = 0; j < K; ++j) {
-        if (X && X->rows() > 0 && (X->col(j).array() == (*X)(0, j)).all()) continue;
+        if (hasX && (X->col(j).array() == (*X)(0, j)).all()) continue;
         rows.row(static_cast<Index>(names.size())) = effects.row(j);
         names.push_back(SamplesNames[static_cast<std::size_t>(j)]);
     }
@@ -72,12 +77,10 @@ void BinaryProbitModel::PrintMFX(const MatrixXd& effects, int type, const EventD
 bool BinaryProbitModel::Predict(bool, bool, std::shared_ptr<MatrixXd> points, int, std::string,
                                 std::shared_ptr<MatrixXd> predictions, std::string& message, std::string& detail,
                                 EventDispatcher*) {
-    if (!points) {
-        message = "A prediction needs regressors.";
+    const MatrixXd at = points ? *points : MatrixXd();
+    if (!HasDraws(*this, 1, Kind, message) || !HasColumns(at, Samples->cols(), "A prediction", message, detail))
         return false;
-    }
-    if (!HasColumns(*points, Samples->cols(), "A prediction", message, detail)) return false;
-    MatrixXd probabilities = *Samples * points->transpose(), summary;
+    MatrixXd probabilities = *Samples * at.transpose(), summary;
     normcdf(probabilities, 0.0, 1.0, probabilities);
     matrixSummary(probabilities, summary);
     *predictions = summary.leftCols(5);

@@ -4,6 +4,7 @@
 #include <samplers/LinearRegression.h>
 #include <samplers/ModelCodes.h>
 #include <samplers/PosteriorTable.h>
+#include <samplers/StoredResults.h>
 
 #include <cmath>
 
@@ -106,6 +107,7 @@ LinearRegressionModel::LinearRegressionModel(const std::shared_ptr<Model>& resul
 bool LinearRegressionModel::Predict(bool, bool, std::shared_ptr<MatrixXd> points, int, std::string,
                                     std::shared_ptr<MatrixXd> predictions, std::string& message, std::string& detail,
                                     EventDispatcher*) {
+    if (!HasDraws(*this, 3, "a linear regression", message)) return false;
     return PredictMeans(*Samples, Samples->cols() - 2, points, *predictions, message, detail);
 }
 

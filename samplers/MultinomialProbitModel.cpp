@@ -4,8 +4,10 @@
 #include <samplers/ChoiceProbability.h>
 #include <samplers/ModelCodes.h>
 #include <samplers/MultinomialProbit.h>
+#include <samplers/StoredResults.h>
 
 #include <algorithm>
+#include <optional>
 
 namespace quarn::samplers {
 namespace {
@@ -14,12 +16,25 @@ using Eigen::Index;
 
 /// J, K and M of a model.
 struct Shape {
-    Index J, K, M;
+    Index J = 0, K = 0, M = 0;
 
-    explicit Shape(const Model& model) : J(model.IntList[0]), K(model.IntList[1]), M(model.IntList[2]) {}
+    Index Coefficients() const { return J * K + M; }
+    Index Parameters() const { return Coefficients() + J * (J + 1) / 2 - 1; }
     Index Choices() const { return J + 1; }
     Index Columns() const { return K + M * J; }
 };
+
+/// Nothing, with a message, for a model without the results of a multinomial probit.
+std::optional<Shape> ReadShape(const Model& model, std::string& message) {
+    const Index sum = SumOfSizes(model.IntList), columns = model.Samples ? model.Samples->cols() : 0;
+    Shape shape;
+    // No product overflows where the sum is that small.
+    if (model.IntList.size() == 3 && model.IntList[0] > 0 && sum > 0 && sum <= columns + 1)
+        shape = {model.IntList[0], model.IntList[1], model.IntList[2]};
+    const bool fits = shape.J > 0 && shape.Parameters() == columns;
+    if (!HasDraws(model, fits ? columns : -1, "a multinomial probit", message)) return std::nullopt;
+    return shape;
+}
 
 bool HasColumns(const MatrixXd& points, const Shape& shape, const std::string& who, std::string& message,
                 std::string& detail) {
@@ -78,17 +93,17 @@ MultinomialProbitModel::MultinomialProbitModel(const std::shared_ptr<Model>& res
 bool MultinomialProbitModel::Predict(bool, bool, std::shared_ptr<MatrixXd> points, int, std::string,
                                      std::shared_ptr<MatrixXd> predictions, std::string& message, std::string& detail,
                                      EventDispatcher*) {
-    const Shape shape(*this);
+    const auto shape = ReadShape(*this, message);
     const MatrixXd at = points ? *points : MatrixXd();
-    if (!HasColumns(at, shape, "A prediction", message, detail)) return false;
+    if (!shape || !HasColumns(at, *shape, "A prediction", message, detail)) return false;
     Generator generator = MakeGenerator(0, FirstAuxiliaryStream);
-    *predictions = SummaryOverDraws(*Samples, shape, at.rows() * shape.Choices(),
+    *predictions = SummaryOverDraws(*Samples, *shape, at.rows() * shape->Choices(),
                                     [&](const ScaledProbit& probit, const ChoiceProbability& probability) {
-                                        VectorXd row(at.rows() * shape.Choices());
+                                        VectorXd row(at.rows() * shape->Choices());
                                         for (Index r = 0; r < at.rows(); ++r) {
-                                            const VectorXd mu = MeanUtilities(probit, shape, at.row(r).transpose());
-                                            for (int c = 0; c <= shape.J; ++c)
-                                                row(r * shape.Choices() + c) =
+                                            const VectorXd mu = MeanUtilities(probit, *shape, at.row(r).transpose());
+                                            for (int c = 0; c <= shape->J; ++c)
+                                                row(r * shape->Choices() + c) =
                                                     probability(generator, mu, c, Replications);
                                         }
                                         return row;
@@ -99,18 +114,19 @@ bool MultinomialProbitModel::Predict(bool, bool, std::shared_ptr<MatrixXd> point
 bool MultinomialProbitModel::CalculateMFX(int type, std::shared_ptr<MatrixXd> points, int at,
                                           std::shared_ptr<MatrixXd> effects, std::string& message, std::string& detail,
                                           EventDispatcher*) {
-    const Shape shape(*this);
+    const auto shape = ReadShape(*this, message);
+    if (!shape) return false;
     if (!points || points->rows() == 0) points = HiddenElements[MeansKey];
     const MatrixXd used = PointsOfEffect(type, points, at, message, detail);
-    if (used.rows() == 0 || !HasColumns(used, shape, "A marginal effect", message, detail)) return false;
+    if (used.rows() == 0 || !HasColumns(used, *shape, "A marginal effect", message, detail)) return false;
     Generator generator = MakeGenerator(0, FirstAuxiliaryStream);
-    *effects = SummaryOverDraws(*Samples, shape, shape.Choices() * shape.Columns(),
+    *effects = SummaryOverDraws(*Samples, *shape, shape->Choices() * shape->Columns(),
                                 [&](const ScaledProbit& probit, const ChoiceProbability& probability) {
-                                    const MatrixXd derivatives = UtilityDerivatives(probit, shape);
-                                    MatrixXd sum = MatrixXd::Zero(shape.Columns(), shape.Choices());
+                                    const MatrixXd derivatives = UtilityDerivatives(probit, *shape);
+                                    MatrixXd sum = MatrixXd::Zero(shape->Columns(), shape->Choices());
                                     for (Index r = 0; r < used.rows(); ++r) {
-                                        const VectorXd mu = MeanUtilities(probit, shape, used.row(r).transpose());
-                                        for (int c = 0; c <= shape.J; ++c)
+                                        const VectorXd mu = MeanUtilities(probit, *shape, used.row(r).transpose());
+                                        for (int c = 0; c <= shape->J; ++c)
                                             sum.col(c) +=
                                                 probability.Derivatives(generator, mu, c, derivatives, Replications);
                                     }
@@ -120,16 +136,18 @@ bool MultinomialProbitModel::CalculateMFX(int type, std::shared_ptr<MatrixXd> po
 }
 
 void MultinomialProbitModel::PrintMFX(const MatrixXd& effects, int type, const EventDispatcher& dispatcher) {
-    const Shape shape(*this);
-    if (effects.rows() != shape.Choices() * shape.Columns() || effects.cols() != 5) return;
+    std::string message;
+    const auto shape = ReadShape(*this, message);
+    if (!shape || static_cast<Index>(Summary.IndVars.size()) < shape->Coefficients()) return;
+    if (effects.rows() != shape->Choices() * shape->Columns() || effects.cols() != 5) return;
     SummaryStructure table;
-    for (Index c = 0; c <= shape.J; ++c) {
+    for (Index c = 0; c <= shape->J; ++c) {
         table.DepVars.push_back("P(choice " + std::to_string(c) + ")");
-        const auto names = PointNames(*this, shape);
+        const auto names = PointNames(*this, *shape);
         table.IndVars.insert(table.IndVars.end(), names.begin(), names.end());
     }
     table.SetSummaryMatrix(effects);
-    table.SetSpacesVector(VectorXi::Constant(shape.Choices(), static_cast<int>(shape.Columns())));
+    table.SetSpacesVector(VectorXi::Constant(shape->Choices(), static_cast<int>(shape->Columns())));
     const std::string header =
         ExpandContractString("  ") + "\t        Mean\t      Median\t     Sd.dev.\t          5%\t         95%\n";
     PrintTable("Marginal effects: ", DescribeEffect(type, "the probabilities of the choices"), "", header, table,

@@ -3,10 +3,12 @@
 
 #include <samplers/CovarianceMatrices.h>
 #include <samplers/GroupedLinearModel.h>
+#include <samplers/LinearModel.h>
 #include <samplers/MarginalLikelihood.h>
 #include <samplers/ModelCodes.h>
 #include <samplers/PanelRegression.h>
 #include <samplers/PosteriorTable.h>
+#include <samplers/StoredResults.h>
 
 #include <algorithm>
 #include <cmath>
@@ -280,16 +282,9 @@ PanelRegressionModel::PanelRegressionModel(const std::shared_ptr<Model>& results
 bool PanelRegressionModel::Predict(bool, bool, std::shared_ptr<MatrixXd> points, int, std::string,
                                    std::shared_ptr<MatrixXd> predictions, std::string& message, std::string& detail,
                                    EventDispatcher*) {
-    const Eigen::Index k = IntList.size() == 2 ? IntList[0] + IntList[1] : 0;
-    if (k == 0 || points->cols() != k) {
-        message = "A prediction needs " + std::to_string(k) + " regressors.";
-        detail = "Their number is " + std::to_string(points->cols()) + ".";
-        return false;
-    }
-    MatrixXd summary;
-    matrixSummary(Samples->leftCols(k) * points->transpose(), summary);
-    *predictions = summary.leftCols(5);
-    return true;
+    const Index k = SumOfSizes(IntList);
+    if (!HasDraws(*this, k, "a panel regression", message)) return false;
+    return PredictMeans(*Samples, k, points, *predictions, message, detail);
 }
 
 }  // namespace quarn::samplers

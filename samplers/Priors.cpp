@@ -45,8 +45,7 @@ std::string CheckPrior(const InverseWishartPrior& prior, Eigen::Index k) {
         return "The prior of the covariance matrix does not have its size.";
     if (!std::isfinite(df) || !(df > static_cast<double>(k - 1)) || !IsCovariance(completed.Scale))
         return "The inverse Wishart prior needs more degrees of freedom than its dimension less one, and a scale "
-               "matrix "
-               "that is symmetric and positive definite.";
+               "matrix that is symmetric and positive definite.";
     return "";
 }
 

@@ -7,6 +7,7 @@
 #include <samplers/ModelCodes.h>
 #include <samplers/PosteriorTable.h>
 #include <samplers/RegressionMixtureData_detail.h>
+#include <samplers/StoredResults.h>
 
 #include <Eigen/Cholesky>
 #include <boost/math/special_functions/gamma.hpp>
@@ -261,11 +262,10 @@ RegressionMixtureModel::RegressionMixtureModel(const std::shared_ptr<Model>& res
 bool RegressionMixtureModel::Predict(bool, bool, std::shared_ptr<MatrixXd> points, int, std::string,
                                      std::shared_ptr<MatrixXd> predictions, std::string& message, std::string& detail,
                                      EventDispatcher*) {
-    if (!Samples || IntList.empty() || IntList[0] < 1 || Samples->cols() % IntList[0] != 0) {
-        message = "The model lacks results that a mixture has.";
-        return false;
-    }
-    const Index G = IntList[0], block = Samples->cols() / G, K = block - 3;
+    const Index G = IntList.size() == 1 ? SumOfSizes(IntList) : -1;
+    const bool isWhole = G > 0 && Samples && Samples->cols() % G == 0;
+    if (!HasDraws(*this, isWhole ? 4 * G : -1, "a mixture", message)) return false;
+    const Index block = Samples->cols() / G, K = block - 3;
     MatrixXd mean = MatrixXd::Zero(Samples->rows(), K);
     for (Index g = 0; g < G; ++g)
         mean += Samples->col((g + 1) * block - 1).asDiagonal() * Samples->middleCols(g * block, K);

@@ -6,6 +6,7 @@
 #include <samplers/PosteriorTable.h>
 #include <samplers/SUR.h>
 #include <samplers/StackedRegressions.h>
+#include <samplers/StoredResults.h>
 
 #include <cmath>
 #include <set>
@@ -177,11 +178,11 @@ SURModel::SURModel(const std::shared_ptr<Model>& results) {
 bool SURModel::Predict(bool, bool, std::shared_ptr<MatrixXd> points, int, std::string,
                        std::shared_ptr<MatrixXd> predictions, std::string& message, std::string& detail,
                        EventDispatcher*) {
-    Eigen::Index K = 0;
-    for (const int size : IntList) K += size;
-    if (K == 0 || points->cols() != K) {
+    const Eigen::Index K = SumOfSizes(IntList), given = points ? points->cols() : 0;
+    if (!HasDraws(*this, K, "a SUR model", message)) return false;
+    if (given != K) {
         message = "A prediction needs " + std::to_string(K) + " regressors, those of all equations.";
-        detail = "Their number is " + std::to_string(points->cols()) + ".";
+        detail = "Their number is " + std::to_string(given) + ".";
         return false;
     }
     const Eigen::Index P = points->rows();
