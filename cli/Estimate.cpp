@@ -15,6 +15,7 @@
 #include <memory>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <type_traits>
 #include <utility>
 
@@ -104,15 +105,27 @@ bool Sample(samplers::Sampler& sampler, const samplers::RunSettings& settings) {
     return false;
 }
 
+/// An argument as a shell takes it.
+std::string Quoted(const std::string& argument) {
+    const auto isPlain = [](char c) {
+        const bool isLetterOrDigit = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
+        return isLetterOrDigit || std::string_view("_-./,:=+").find(c) != std::string_view::npos;
+    };
+    if (!argument.empty() && std::all_of(argument.begin(), argument.end(), isPlain)) return argument;
+    std::string quoted = "'";
+    for (const char c : argument) quoted += c == '\'' ? "'\\''" : std::string(1, c);
+    return quoted + '\'';
+}
+
 /// The options that the draws depend on, as they could be typed again.
 std::string CommandLine(const EstimateOptions& o) {
     const EstimateOptions defaults;
-    std::string line = "quarn estimate " + o.Model + ' ' + o.Data.File;
+    std::string line = "quarn estimate " + o.Model + ' ' + Quoted(o.Data.File);
     const auto option = [&line](const char* name, const auto& value, const auto& unless) {
         if (value == unless) return;
         line += std::string(" --") + name;
         if constexpr (std::is_same_v<decltype(value), const std::string&>) {
-            line += ' ' + value;
+            line += ' ' + Quoted(value);
         } else if constexpr (!std::is_same_v<decltype(value), const bool&>) {
             line += ' ' + std::to_string(value);
         }

@@ -2,6 +2,7 @@
 #include <quarn/numerics/MatrixHelpers.h>
 
 #include <samplers/AutoregressionData_detail.h>
+#include <samplers/MarginalLikelihood.h>
 
 #include <algorithm>
 #include <cmath>
@@ -223,19 +224,18 @@ void ImputedSeries::Draw(Generator& generator, const VectorXd& beta, double tau)
 }
 
 double ImputedSeries::LogLikelihood(const VectorXd& beta, double tau) {
-    constexpr double logOf2Pi = 1.8378770664093454836;
     UpdateErrors(beta);
     Factorise(beta, tau);
     SolveLower();
     SolveUpper();
     Move();  // to their mode, at which the joint density is divided by that of the missing ones
     const auto n = static_cast<double>(m_data.Rows()), m = static_cast<double>(m_step.size());
-    double logDensity = 0.5 * (n * (std::log(tau) - logOf2Pi) - tau * SumOfSquares(beta) + m * logOf2Pi) -
+    double logDensity = 0.5 * (n * (std::log(tau) - LogOf2Pi) - tau * SumOfSquares(beta) + m * LogOf2Pi) -
                         m_band.row(0).array().log().sum();
     const AutoregressionPrior::InitialValue& initial = *m_data.Prior.Initial;
     for (const Index s : m_data.Missing)
         if (s < m_data.p)
-            logDensity += 0.5 * (std::log(initial.Precision) - logOf2Pi -
+            logDensity += 0.5 * (std::log(initial.Precision) - LogOf2Pi -
                                  initial.Precision * (m_y(s) - initial.Mean) * (m_y(s) - initial.Mean));
     return logDensity;
 }

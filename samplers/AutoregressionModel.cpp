@@ -4,6 +4,7 @@
 #include <samplers/Autoregression.h>
 #include <samplers/LinearModel.h>
 #include <samplers/ModelCodes.h>
+#include <samplers/PosteriorTable.h>
 #include <samplers/RunRecord.h>
 #include <samplers/StoredResults.h>
 
@@ -114,10 +115,9 @@ void AutoregressionModel::PrintStabTest(const MatrixXd& statistics, const EventD
     table.IndVars = {"largest modulus"};
     table.SpacesVector = VectorXi::Ones(1);
     table.SummaryMatrix = statistics.rightCols(5);
-    const std::string header =
-        ExpandContractString("") + "\t        Mean\t      Median\t     Sd.dev.\t          5%\t         95%\n";
     PrintTable("Stability test: ", "The series is stationary if the largest modulus of its roots is below 1.",
-               FormatLine("Pr(stationary)", statistics.leftCols<1>()), header, table, dispatcher, LabelWidth);
+               FormatLine("Pr(stationary)", statistics.leftCols<1>()), PosteriorHeader(), table, dispatcher,
+               LabelWidth);
 }
 
 }  // namespace quarn::samplers

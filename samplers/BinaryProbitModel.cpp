@@ -4,6 +4,7 @@
 
 #include <samplers/BinaryProbit.h>
 #include <samplers/ModelCodes.h>
+#include <samplers/PosteriorTable.h>
 #include <samplers/StoredResults.h>
 
 namespace quarn::samplers {
@@ -69,9 +70,8 @@ void BinaryProbitModel::PrintMFX(const MatrixXd& effects, int type, const EventD
     table.SetIndVars(names);
     table.SetSummaryMatrix(rows.topRows(static_cast<Index>(names.size())));
     table.SetSpacesVector(VectorXi::Constant(1, static_cast<int>(names.size())));
-    const std::string header =
-        ExpandContractString("  ") + "\t        Mean\t      Median\t     Sd.dev.\t          5%\t         95%\n";
-    PrintTable("Marginal effects: ", DescribeEffect(type, "P(y = 1)"), "", header, table, dispatcher, LabelWidth);
+    PrintTable("Marginal effects: ", DescribeEffect(type, "P(y = 1)"), "", PosteriorHeader(), table, dispatcher,
+               LabelWidth);
 }
 
 bool BinaryProbitModel::Predict(bool, bool, std::shared_ptr<MatrixXd> points, int, std::string,

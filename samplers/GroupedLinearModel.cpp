@@ -1,6 +1,7 @@
 #include <quarn/random/Generators.h>
 
 #include <samplers/GroupedLinearModel.h>
+#include <samplers/MarginalLikelihood.h>
 
 #include <Eigen/QR>
 
@@ -11,8 +12,6 @@ namespace quarn::samplers {
 namespace {
 
 using Eigen::Index;
-
-constexpr double LogOf2Pi = 1.8378770664093454836;
 
 /// Factorises in place, without allocation: the lower triangle becomes L.
 template <class Matrix>

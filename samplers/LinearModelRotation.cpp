@@ -2,6 +2,7 @@
 #include <quarn/numerics/MatrixHelpers.h>
 
 #include <samplers/LinearModelRotation.h>
+#include <samplers/MarginalLikelihood.h>
 
 #include <Eigen/Cholesky>
 #include <Eigen/Eigenvalues>
@@ -18,7 +19,6 @@ namespace quarn::samplers {
 namespace {
 
 constexpr double SmallestPivot = 1e-7;  // of columns of unit length: below, X counts as collinear
-constexpr double LogOf2Pi = 1.8378770664093454836;
 
 /// log density of independent normals with the given precisions.
 double LogDensity(const VectorXd& x, const VectorXd& mean, const VectorXd& precision) {

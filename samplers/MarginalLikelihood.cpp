@@ -25,8 +25,7 @@ double LaplaceMetropolis(const MatrixXd& draws, const std::function<double(const
     if (factor.info() != Eigen::Success) return std::numeric_limits<double>::quiet_NaN();
     RowVectorXd mean(draws.cols());
     matrixMean(draws, mean);
-    return 0.5 * (static_cast<double>(draws.cols()) * std::log(2.0 * std::numbers::pi) + LogDeterminant(factor)) +
-           logKernel(mean.transpose());
+    return 0.5 * (static_cast<double>(draws.cols()) * LogOf2Pi + LogDeterminant(factor)) + logKernel(mean.transpose());
 }
 
 double LogMeanExp(const VectorXd& x) {
@@ -41,8 +40,7 @@ double LogGammaDensity(double x, double shape, double rate) {
 
 double LogNormalDensity(const VectorXd& x, const VectorXd& m, const MatrixXd& L) {
     const VectorXd z = L.triangularView<Eigen::Lower>().transpose() * (x - m);
-    return L.diagonal().array().log().sum() -
-           0.5 * (static_cast<double>(x.size()) * std::log(2.0 * std::numbers::pi) + z.squaredNorm());
+    return L.diagonal().array().log().sum() - 0.5 * (static_cast<double>(x.size()) * LogOf2Pi + z.squaredNorm());
 }
 
 double LogInverseWishartDensity(const MatrixXd& X, double df, const MatrixXd& S) {

@@ -9,6 +9,8 @@
 /// Log marginal likelihoods, log p(y), from posterior draws.
 namespace quarn::samplers {
 
+inline constexpr double LogOf2Pi = 1.8378770664093454836;
+
 /// Log p(y) by the Laplace-Metropolis estimator: k/2 log(2 pi) + 1/2 log |S| + log p(y | t) + log p(t), where t and S are
 /// the mean and the covariance of the draws.
 ///

@@ -4,6 +4,7 @@
 #include <samplers/ChoiceProbability.h>
 #include <samplers/ModelCodes.h>
 #include <samplers/MultinomialProbit.h>
+#include <samplers/PosteriorTable.h>
 #include <samplers/StoredResults.h>
 
 #include <algorithm>
@@ -148,10 +149,8 @@ void MultinomialProbitModel::PrintMFX(const MatrixXd& effects, int type, const E
     }
     table.SetSummaryMatrix(effects);
     table.SetSpacesVector(VectorXi::Constant(shape->Choices(), static_cast<int>(shape->Columns())));
-    const std::string header =
-        ExpandContractString("  ") + "\t        Mean\t      Median\t     Sd.dev.\t          5%\t         95%\n";
-    PrintTable("Marginal effects: ", DescribeEffect(type, "the probabilities of the choices"), "", header, table,
-               dispatcher, LabelWidth);
+    PrintTable("Marginal effects: ", DescribeEffect(type, "the probabilities of the choices"), "", PosteriorHeader(),
+               table, dispatcher, LabelWidth);
 }
 
 }  // namespace quarn::samplers

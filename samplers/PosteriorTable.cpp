@@ -1,3 +1,4 @@
+#include <quarn/base/FormatLine.h>
 #include <quarn/numerics/DescriptiveStatistics.h>
 
 #include <samplers/PosteriorTable.h>
@@ -17,6 +18,10 @@ SummaryStructure PosteriorTable(const MatrixXd& draws, const std::vector<TableBl
     matrixSummary(draws, summary);
     table.SummaryMatrix = summary.topLeftCorner(static_cast<Eigen::Index>(table.IndVars.size()), 5);
     return table;
+}
+
+std::string PosteriorHeader() {
+    return ExpandContractString("") + "\t        Mean\t      Median\t     Sd.dev.\t          5%\t         95%\n";
 }
 
 }  // namespace quarn::samplers

@@ -21,4 +21,7 @@ struct TableBlock {
 /// Requires: that many columns, at least one draw. Not tested.
 QUARN_SAMPLERS_EXPORT SummaryStructure PosteriorTable(const MatrixXd& draws, const std::vector<TableBlock>& blocks);
 
+/// The line of column names above such a table, for Model::PrintTable.
+QUARN_SAMPLERS_EXPORT std::string PosteriorHeader();
+
 }  // namespace quarn::samplers

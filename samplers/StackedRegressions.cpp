@@ -1,5 +1,6 @@
 #include <quarn/numerics/MatrixHelpers.h>
 
+#include <samplers/MarginalLikelihood.h>
 #include <samplers/StackedRegressions.h>
 
 #include <Eigen/QR>
@@ -11,8 +12,6 @@ namespace quarn::samplers {
 namespace {
 
 using Eigen::Index;
-
-constexpr double LogOf2Pi = 1.8378770664093454836;
 
 }  // namespace
 

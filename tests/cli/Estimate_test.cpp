@@ -72,6 +72,19 @@ TEST(QuarnEstimate, GoesFromAFileToATableAndASavedModel) {
     EXPECT_LT(file.Read().size(), before.size());
 }
 
+TEST(QuarnEstimate, StoresACommandThatCanBeTypedAgain) {
+    NewFile data, save, again;
+    data.Path += " of 'one' & two.csv";
+    std::ofstream(data.Path) << "y,x\n1,2\n3,4\n5,5\n";
+    ASSERT_EQ(Quarn("estimate linear \"" + data.Path.string() + "\" -d , --y y --x x --untimed --draws 9 --save " +
+                    save.Path.string())
+                  .status,
+              0);
+    const std::string bytes = save.Read(), stored = bytes.substr(bytes.find("quarn estimate") + 6);
+    ASSERT_EQ(Quarn(stored.substr(0, stored.find('\n')) + " --untimed --save " + again.Path.string()).status, 0);
+    EXPECT_EQ(again.Read(), bytes);
+}
+
 TEST(QuarnEstimate, SameSeedSameBytesOnAnyNumberOfThreads) {
     const NewFile one, two, other;
     const auto run = [](const NewFile& file, const std::string& options) {
