@@ -23,8 +23,8 @@ RunRecord GetRunRecord(const Model& model) {
     const MatrixXd& field = *found->second;
     constexpr double most = 0x1p53;
     // Written so that NaN fails.
-    if (!((field.array() >= 0.0).all() && (field.array() <= most).all()) || field(4) > 0xFFFF'FFFFU ||
-        field(5) > 0xFFFF'FFFFU || field(0) * field(1) != static_cast<double>(record.Draws))
+    if (!((field.array() >= 0.0) && (field.array() <= most) && (field.array() == field.array().floor())).all() ||
+        field(4) > 0xFFFF'FFFFU || field(5) > 0xFFFF'FFFFU || field(0) * field(1) != static_cast<double>(record.Draws))
         return record;
     record.Chains = static_cast<std::int64_t>(field(0));
     record.Draws = static_cast<std::int64_t>(field(1));

@@ -4,12 +4,15 @@
 #include <samplers/MultinomialProbit.h>
 #include <samplers/PanelRegression.h>
 #include <samplers/RegressionMixture.h>
+#include <samplers/RunRecord.h>
 #include <samplers/SUR.h>
 
 #include <gtest/gtest.h>
 
 #include <limits>
 #include <sstream>
+#include <tuple>
+#include <utility>
 
 namespace quarn::samplers {
 namespace {
@@ -71,6 +74,21 @@ TEST(DamagedResults, AreReportedByAllModels) {
         UseAll<RegressionMixtureModel>(results);
         UseAll<SURModel>(results);
     }
+}
+
+TEST(DamagedResults, GiveARunOfOneChain) {
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    Model model;
+    model.SetSamplesShallow(std::make_shared<MatrixXd>(MatrixXd::Ones(6, 2)));
+    for (const auto& [chains, draws, seed] :
+         {std::tuple(2.0, 4.0, 1.0), {0.5, 12.0, 1.0}, {-2.0, -3.0, 1.0}, {nan, 3.0, 1.0}, {2.0, 3.0, 1e300}}) {
+        model.HiddenElements["run"] = std::make_shared<MatrixXd>(6, 1);
+        *model.HiddenElements["run"] << chains, draws, 10.0, 1.0, 0.0, seed;
+        const RunRecord record = GetRunRecord(model);
+        EXPECT_EQ(std::pair(record.Chains, record.Draws), std::pair(std::int64_t{1}, std::int64_t{6})) << chains;
+    }
+    *model.HiddenElements["run"] << 2.0, 3.0, 10.0, 1.0, 0.0, 7.0;
+    EXPECT_EQ(GetRunRecord(model).Draws, 3);
 }
 
 }  // namespace
