@@ -115,7 +115,9 @@ class QUARN_EXPORT Dataset {
     ///         10 seconds, or slower than 1000 bytes a second once a minute has passed. Then those of the text import;
     ///         and "Exception: ..." with the text of any std::exception, std::bad_alloc for a file of 2 GiB or more
     ///         among them. Data and VarNames are empty, but after the messages of the text import.
-    /// Cost:   blocks the calling thread for the whole transfer; the file is held in memory.
+    /// Cost:   blocks the calling thread for the whole transfer, and for a connection that nobody answers: 10 seconds,
+    ///         or as long as the system tries, some minutes, on another thread than the main one and where the main loop
+    ///         runs. The file is held in memory.
     Dataset(const std::string& host, const std::string& file, const char& delimiter);
 
     /// A cross-section of the given columns, as they come: the caller passes the id column first, and as many names as

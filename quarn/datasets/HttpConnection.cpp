@@ -1,6 +1,8 @@
 #include <quarn/datasets/HttpConnection_detail.h>
 
+#include <wx/app.h>
 #include <wx/string.h>
+#include <wx/thread.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -8,10 +10,11 @@
 #include <cstdint>
 #include <new>
 #include <poll.h>
+#include <sys/select.h>
 
 // What the client of wxWidgets 3.2 does behind its connection, and why none of it is called here:
 //  - Once a server closes the connection within a header line, its ReadLine() mostly peeks for the rest for ever.
-//  - It waits by select(), which ends a process that has more than 1024 descriptors open.
+//  - It waits by select(), which ends a process that has more than 1024 descriptors open (FD_SETSIZE).
 //  - Peeking turns a socket into one that does not block, and registers it with the event loop of the application, from
 //    whatever thread.
 //  - It limits neither the time of a reply that trickles nor its size, and leaves the framing of chunks in the data.
@@ -78,8 +81,20 @@ bool HttpConnection::Find(const std::string& text) {
     return isFound;
 }
 
+bool HttpConnection::Open() {
+    if (m_addr == nullptr) return false;
+    // A socket that does not block belongs to the event loop, and with it to the main thread.
+    if (!wxIsMainThread() || wxAppConsole::IsMainLoopRunning()) return wxProtocol::Connect(*m_addr);
+    SetFlags(wxSOCKET_NONE);
+    const bool isConnected = wxSocketClient::Connect(*m_addr, false);
+    SetFlags(wxSOCKET_BLOCK);
+    if (isConnected || !IsOk() || LastError() != wxSOCKET_WOULDBLOCK) return isConnected;
+    if (GetSocket() >= FD_SETSIZE) return wxProtocol::Connect(*m_addr);
+    return WaitFor(GetSocket(), POLLOUT, Clock::now() + m_limits.Silence) && WaitOnConnect(0) && IsConnected();
+}
+
 bool HttpConnection::Ask(const std::string& target) {
-    if (m_addr == nullptr || !wxProtocol::Connect(*m_addr)) return false;
+    if (!Open()) return false;
     m_start = Clock::now();
     if (!Send("GET " + target + " HTTP/1.0\r\n")) return false;
     SendHeaders();

@@ -13,7 +13,7 @@ namespace quarn::detail {
 
 /// How long a fetch may take and how much it may bring. Tests shorten them.
 struct HttpLimits {
-    std::chrono::milliseconds Silence = std::chrono::seconds(10);  ///< longest wait for a byte of the reply
+    std::chrono::milliseconds Silence = std::chrono::seconds(10);  ///< longest wait for a connection, or for a byte
     std::chrono::milliseconds Pause = std::chrono::seconds(1);     ///< after each look-up of a name that fails
     // A reply has this time, and more as its bytes arrive: a server that sends a byte now and then ends too.
     std::chrono::milliseconds Grace = std::chrono::seconds(60);
@@ -23,8 +23,8 @@ struct HttpLimits {
 };
 
 /// The client of wxWidgets, but for what it does once it is connected: its own reading can go on for ever, or end the
-/// process, on what a server sends. Here every wait has an end. That for the connection itself is left to the system,
-/// which gives up after some two minutes: a socket may only wait for less if it has a part in the event loop.
+/// process, on what a server sends. Here every wait has an end. Where the main loop runs, or on another thread, that for
+/// the connection itself is the system's: some two minutes.
 class HttpConnection : private wxHTTP {
  public:
     explicit HttpConnection(const HttpLimits& limits);
@@ -48,6 +48,7 @@ class HttpConnection : private wxHTTP {
     bool ReadToEnd(std::string& body);
 
  private:
+    bool Open();
     bool Send(std::string_view bytes);
     /// Makes sure that a byte is waiting. False at the end, which sets m_atEnd, and on failure.
     bool Fill();

@@ -256,6 +256,28 @@ TEST(ImportOverHttp, SaysAtOnceThatNobodyListens) {
     EXPECT_LT(std::chrono::steady_clock::now() - start, 900ms);  // a host that is found costs no pause
 }
 
+TEST(ImportOverHttp, GivesUpOnASilentHost) {
+    // Once as many connections wait as it may have, a listener that never accepts any answers no others.
+    const quarn::detail::FileDescriptor listener(socket(AF_INET, SOCK_STREAM, 0));
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    auto* const generic = reinterpret_cast<sockaddr*>(&address);
+    ASSERT_TRUE(bind(listener.Get(), generic, size) == 0 && listen(listener.Get(), 0) == 0);
+    ASSERT_EQ(getsockname(listener.Get(), generic, &size), 0);
+    std::deque<quarn::detail::FileDescriptor> waiting;
+    for (int i = 0; i < 3; ++i) {
+        waiting.emplace_back(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0));
+        connect(waiting.back().Get(), generic, size);
+    }
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(FetchFile("127.0.0.1:" + std::to_string(ntohs(address.sin_port)), "a", {.Silence = 300ms}).Status, 0);
+    const auto time = std::chrono::steady_clock::now() - start;
+    EXPECT_GE(time, 300ms);
+    EXPECT_LT(time, 900ms);
+}
+
 TEST(ImportOverHttp, WorksBesideManyOpenFiles) {
     rlimit limit{};
     ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
