@@ -1,6 +1,7 @@
 #include "../support/Matrices.h"
+#include "../support/Messages.h"
+#include "../support/Tables.h"
 
-#include <quarn/datasets/Dataset.h>
 #include <quarn/datasets/Declaration_detail.h>
 #include <quarn/models/Model.h>
 
@@ -10,32 +11,24 @@ namespace {
 
 using quarn::Dataset;
 using quarn::MatrixXd;
-using quarn::testing::SameCells;
+using namespace quarn::testing;
 
 const std::string NoVariable = "QuarnSystemVar_DefaultVarName";
 const std::string DuplicateTimes =
     "The time variable contains duplicate values. If the dataset is a panel, use the \"set_pd\" function.";
-const std::string StaleSeries =
-    "The dataset has undergone transformations since it was last declared as a time-series dataset, which invalidate "
-    "this designation. Use the \"set_ts\" function again to get more information.";
-const std::string StalePanel =
-    "The dataset has undergone transformations since it was last declared as a panel dataset, which invalidate this "
-    "designation. Use the \"set_pd\" function again to get more information.";
 
 /// Four observations: t = 3, 1, 2, 5; g = 1, 1, 2, 2; x; the string variables q (quarters) and m (months); firm.
 Dataset Example() {
-    wxArrayString names;
-    for (const char* name : {"QuarnSystemVar_obsID", "t", "g", "x", "q", "m", "firm"}) names.Add(name);
     MatrixXd data = MatrixXd::Ones(4, 7);
     data.leftCols<4>() << 1, 3, 1, 0.5,  //
         2, 1, 1, 0.5,                    //
         3, 2, 2, 0.25,                   //
         4, 5, 2, 4;
     data.col(6) << 7, 8, 7, 9;
-    Dataset dataset(names, data);
-    dataset.StringVars[4] = {4, "q", {"2000q3", "2000q1", "2000q2", "2001q1"}, false, {}};
-    dataset.StringVars[5] = {5, "m", {"2000m3", "2000m1", "2000m3", "2001m1"}, false, {}};
-    dataset.StringVars[6] = {6, "firm", {"7 a", "8 b", "7 c", "9 d"}, false, {}};
+    Dataset dataset = MakeTable("id t g x q m firm", data);
+    SetText(dataset, 4, {"2000q3", "2000q1", "2000q2", "2001q1"});
+    SetText(dataset, 5, {"2000m3", "2000m1", "2000m3", "2001m1"});
+    SetText(dataset, 6, {"7 a", "8 b", "7 c", "9 d"});
     return dataset;
 }
 
@@ -165,30 +158,36 @@ TEST(Declaration, OutlivesDeletedNeighboursAndLostCodesButNoNewName) {
 }
 
 TEST(Declaration, IsMadeAgainByCopyAndTakenOverByAssignment) {
-    for (const bool isPanel : {false, true}) {
+    const auto whole = [](const Dataset& dataset) {
+        return dataset.Name.ToStdString() + dataset.StatusText + (dataset.Loaded ? " loaded\n" : "\n") +
+               Declared(dataset) + "\n" + Saved(dataset);
+    };
+    for (const int type : {0, 1, 2}) {
         Dataset dataset = Example();
+        dataset.Name = "d";
         dataset.SaveId = "dataset3";
-        dataset.AddAssociatedModel(std::make_shared<quarn::Model>());
-        const std::string group = isPanel ? "g" : "";
-        ASSERT_EQ(Declare(dataset, "q", group, "yyyyqx"), "OK");
+        dataset.StatusText = "text";
+        const auto model = std::make_shared<quarn::Model>();
+        dataset.AddAssociatedModel(model);
+        ASSERT_EQ(Declare(dataset, "q", type == 2 ? "g" : "", "yyyyqx"), "OK");
+        if (type == 0) dataset.SetCrossSection();
+        const std::string before = whole(dataset);
         const auto copy = dataset.Copy();
-        EXPECT_EQ(Declared(*copy), Declared(dataset));
-        EXPECT_EQ(std::tuple(copy->Loaded, copy->SaveId, copy->Name, copy->VarNames, copy->NumObs, copy->NumVars),
-                  std::tuple(true, "dataset3", dataset.Name, dataset.VarNames, 4, 7));
-        EXPECT_TRUE(SameCells(copy->Data, dataset.Data));
-        EXPECT_EQ(copy->AssociatedModels, dataset.AssociatedModels);
-
-        dataset.ChangeData(1, 4, std::string("2000q3"));
-        EXPECT_EQ(copy->StringVars.at(4).Values[1], "2000q1");  // its own
-        const auto invalid = dataset.Copy();
-        EXPECT_EQ(Declared(*invalid).substr(0, 1), "0");
-        EXPECT_TRUE(invalid->TransformedSinceDeclaration);
         Dataset assigned;
         assigned = dataset;
         const Dataset& itself = assigned;
         assigned = itself;
-        EXPECT_EQ(Declared(assigned), Declared(dataset));
-        EXPECT_EQ(assigned.StringVars.at(4).Values, dataset.StringVars.at(4).Values);
+        dataset.ChangeData(1, 4, "2000q3");
+        dataset.Data(0, 3) = 7.0;
+        dataset.AddAssociatedModel(model);
+        for (const Dataset* const same : std::initializer_list<const Dataset*>{copy.get(), &itself}) {
+            EXPECT_EQ(whole(*same), before);
+            EXPECT_EQ(same->AssociatedModels, std::vector{model});
+        }
+        assigned = dataset;
+        EXPECT_EQ(whole(assigned), whole(dataset));
+        const auto invalid = dataset.Copy();
+        EXPECT_TRUE(invalid->DatasetType == 0 && invalid->TransformedSinceDeclaration);
     }
 }
 

@@ -1,6 +1,5 @@
 #include "../support/Matrices.h"
-
-#include <quarn/datasets/Dataset.h>
+#include "../support/Tables.h"
 
 #include <gtest/gtest.h>
 
@@ -44,8 +43,6 @@ void MergeByHand(MatrixXd& data, Form form, const MatrixXd& ids, const MatrixXd&
 
 TEST(Merging, AgreesWithASearchRowByRow) {
     std::mt19937_64 engine(5);
-    wxArrayString names;
-    for (const char* name : {"QuarnSystemVar_obsID", "a", "b"}) names.Add(name);
     for (int round = 0; round < 600; ++round) {
         const Index n = static_cast<Index>(engine() % (round % 50 == 0 ? 3000 : 40)),
                     m = static_cast<Index>(engine() % 40);
@@ -56,7 +53,7 @@ TEST(Merging, AgreesWithASearchRowByRow) {
         for (Index k = 0; k < m; ++k) ids(k, 1) = static_cast<double>(engine() % 5) + 0.75;  // cut to 0 .. 4
         for (const Form form : {Form::One2One, Form::One2Many, Form::Several})
             for (const bool isNew : {false, true}) {
-                Dataset dataset(names, data);
+                Dataset dataset = quarn::testing::MakeTable("id a b", data);
                 MatrixXd expected(n, isNew ? 4 : 3);
                 expected.leftCols(3) = data;
                 if (isNew) expected.col(3).setConstant(NaN);
@@ -76,15 +73,6 @@ TEST(Merging, AgreesWithASearchRowByRow) {
                 ASSERT_EQ(dataset.NumVars, expected.cols());
             }
     }
-}
-
-TEST(Merging, KeepsIdsBeyond32BitsApart) {
-    wxArrayString names;
-    names.Add("QuarnSystemVar_obsID");
-    const VectorXd ids = (VectorXd(4) << 1e10, 1e10 + 1, 4294967297.0, 1).finished();
-    Dataset dataset(names, ids);
-    dataset.MatchOservations_One2One(ids.reverse().eval(), VectorXd(VectorXd::LinSpaced(4, 1, 4)), "x");
-    EXPECT_TRUE(SameCells(dataset.Data.col(1), VectorXd::LinSpaced(4, 4, 1)));
 }
 
 }  // namespace

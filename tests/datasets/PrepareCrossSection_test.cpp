@@ -1,6 +1,6 @@
 #include "../support/Matrices.h"
-
-#include <quarn/datasets/Dataset.h>
+#include "../support/Messages.h"
+#include "../support/Tables.h"
 
 #include <gtest/gtest.h>
 
@@ -14,18 +14,11 @@ using quarn::Dataset;
 using quarn::MatrixXd;
 using quarn::VectorXd;
 using quarn::VectorXi;
-using quarn::testing::SameCells;
+using namespace quarn::testing;
 using Names = std::vector<std::string>;
 
 constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double Infinity = std::numeric_limits<double>::infinity();
-
-Dataset WithVariables(const MatrixXd& data) {
-    wxArrayString names;
-    for (Index j = 0; j < data.cols(); ++j)
-        names.Add(j == 0 ? wxString("QuarnSystemVar_obsID") : wxString::Format("v%d", int(j)));
-    return Dataset(names, data);
-}
 
 /// Ids with gaps, one of them missing, and 20 variables with missing and infinite cells.
 Dataset RandomDataset(Index rows, double density, std::mt19937_64& engine) {
@@ -36,7 +29,9 @@ Dataset RandomDataset(Index rows, double density, std::mt19937_64& engine) {
         if (isMissing(engine)) cell = missing[engine() % 3];
     for (Index i = 0; i < rows; ++i) data(i, 0) = static_cast<double>(3 * i + 1);
     if (rows > 0) data(rows / 2, 0) = NaN;
-    return WithVariables(data);
+    std::string names = "id";
+    for (int j = 1; j <= 20; ++j) names += " v" + std::to_string(j);
+    return MakeTable(names, data);
 }
 
 Names RandomNames(std::size_t count, std::mt19937_64& engine) {
@@ -69,26 +64,23 @@ TEST(Prepare, KeepsTheCompleteObservationsInOrder) {
         const double densities[] = {0.0, 0.01, 0.1, 0.5, 1.0};
         const Dataset dataset = RandomDataset(static_cast<Index>(engine() % 200), densities[round % 5], engine);
         Names namesZ = RandomNames(engine() % 4, engine),
-              namesX = RandomNames(1 + engine() % (round % 3 == 0 ? 20 : 4), engine);
+              namesX = RandomNames(1 + engine() % (round % 3 == 0 ? 20 : 4), engine), both = namesZ;
+        both.insert(both.end(), namesX.begin(), namesX.end());
         const Names listX = namesX;
-        const MatrixXd x = CompleteByHand(dataset, namesX);
+        const MatrixXd x = CompleteByHand(dataset, namesX), zx = CompleteByHand(dataset, both);
         const auto p = static_cast<Index>(namesX.size()), q = static_cast<Index>(namesZ.size());
-        const std::string status = x.rows() == 0 ? "noData" : "OK";
-        MatrixXd data = stale, X = stale, Z = stale, ids = stale;
+        MatrixXd summarized = stale, data = stale, X, Z, ids = stale;
         VectorXd y;
 
-        ASSERT_EQ(dataset.Prepare_Summarize(namesX, data), status);
-        EXPECT_TRUE(SameCells(data, x.rows() == 0 ? stale : x.rightCols(p))) << round;
+        const std::string status = x.rows() == 0 ? "noData" : "OK";
+        ASSERT_EQ(dataset.Prepare_Summarize(namesX, summarized), status);
         ASSERT_EQ(dataset.Prepare_CrossSection(namesX, data, ids), status);
-        EXPECT_TRUE(SameCells(data, x.rows() == 0 ? stale : x.rightCols(p))) << round;
+        EXPECT_TRUE(SameCells(data, x.rows() == 0 ? stale : x.rightCols(p)) && SameCells(summarized, data)) << round;
         EXPECT_TRUE(SameCells(ids, x.rows() == 0 ? stale : x.leftCols(1))) << round;
         ASSERT_EQ(dataset.Prepare_CrossSection(namesX, X, y, ids), status);
         if (x.rows() > 0) {
             EXPECT_TRUE(SameCells(X, x.middleCols(1, p - 1)) && SameCells(y, x.col(p)) && SameCells(ids, x.col(0)));
         }
-        Names both = namesZ;
-        both.insert(both.end(), namesX.begin(), namesX.end());
-        const MatrixXd zx = CompleteByHand(dataset, both);
         ASSERT_EQ(dataset.Prepare_CrossSection(namesZ, namesX, Z, X, y, ids), zx.rows() == 0 ? "noData" : "OK");
         if (zx.rows() > 0) {
             EXPECT_TRUE(SameCells(Z, zx.middleCols(1, q)) && SameCells(X, zx.middleCols(1 + q, p - 1))) << round;
@@ -99,19 +91,18 @@ TEST(Prepare, KeepsTheCompleteObservationsInOrder) {
 }
 
 TEST(Prepare, RejectsStringVariablesExceptForSummaries) {
-    const std::string message = "The list of selected variables contains variables with non-numeric data.";
-    Dataset dataset = WithVariables(MatrixXd::Ones(2, 4));
-    dataset.StringVars[2] = {2, "v2", {"x", "y"}, false, {}};
+    Dataset dataset = MakeTable("id v1 v2 v3", MatrixXd::Ones(2, 4));
+    SetText(dataset, 2, {"x", "y"});
     Names withString = {"v1", "v2"}, without = {"v1", "v3"}, none;
     MatrixXd data, X, ids;
     VectorXd y;
     VectorXi counts;
     int largest = 0;
-    EXPECT_EQ(dataset.Prepare_CrossSection(withString, data, ids), message);
-    EXPECT_EQ(dataset.Prepare_CrossSection(withString, X, y, ids), message);
-    EXPECT_EQ(dataset.Prepare_CrossSection(withString, without, data, X, y, ids), message);
-    EXPECT_EQ(dataset.Prepare_CrossSection(without, withString, data, X, y, ids), message);
-    EXPECT_EQ(dataset.CheckIntegral(withString, largest, counts, 1), message);
+    EXPECT_EQ(dataset.Prepare_CrossSection(withString, data, ids), NonNumeric);
+    EXPECT_EQ(dataset.Prepare_CrossSection(withString, X, y, ids), NonNumeric);
+    EXPECT_EQ(dataset.Prepare_CrossSection(withString, without, data, X, y, ids), NonNumeric);
+    EXPECT_EQ(dataset.Prepare_CrossSection(without, withString, data, X, y, ids), NonNumeric);
+    EXPECT_EQ(dataset.CheckIntegral(withString, largest, counts, 1), NonNumeric);
     EXPECT_EQ(dataset.Prepare_CrossSection(without, data, ids), "OK");
     EXPECT_EQ(dataset.Prepare_Summarize(withString, data), "OK");
     EXPECT_EQ(dataset.Prepare_Summarize(none, data), "OK");  // every observation is complete in no variable
@@ -123,13 +114,14 @@ TEST(CheckIntegral, SaysWhatIsWrongWithTheDependentVariable) {
     const std::string fraction = "The dependent variable contains\nnon-integer values.";
     const std::string minimum = "The minimum value of the dependent\nvariable is not ";
     const std::string hole = "The dependent variable contains integers\nwhich are not consecutive.";
-    const struct {
+    struct Case {
         std::vector<double> values;
         int least;
         std::string status;
         int largest = -99;
         std::vector<int> counts = {};
-    } cases[] = {
+    };
+    std::vector<Case> cases = {
         {{1, 1, 2}, 1, "OK", 2, {2, 1}},
         {{5}, 5, "OK", 5, {1}},
         {{-2, 0, -1, 0}, -2, "OK", 0, {1, 1, 2}},
@@ -146,24 +138,18 @@ TEST(CheckIntegral, SaysWhatIsWrongWithTheDependentVariable) {
         {{NaN, -Infinity}, 1, noData},
         {{0, 1}, 1, minimum + "one."},
         {{-1e300, 0}, 0, minimum + "zero."},
-        {{1}, 2, minimum + "two."},
-        {{1}, 3, minimum + "three."},
-        {{1}, 4, minimum + "four."},
-        {{1}, 5, minimum + "five."},
-        {{1}, 6, minimum + "six."},
-        {{1}, 7, minimum + "seven."},
-        {{1}, 8, minimum + "eight."},
-        {{1}, 9, minimum + "nine."},
-        {{1}, 10, minimum + "ten."},
         {{1}, 11, minimum},
         {{1}, -1, minimum},
         {{2}, -2147483647, minimum},
         {{1}, 2147483647, minimum},
     };
-    for (const auto& c : cases) {
+    int least = 2;
+    for (const char* word : {"two.", "three.", "four.", "five.", "six.", "seven.", "eight.", "nine.", "ten."})
+        cases.push_back({{1}, least++, minimum + word});
+    for (const Case& c : cases) {
         MatrixXd data = MatrixXd::Ones(static_cast<Index>(c.values.size()), 3);
         data.col(2) = VectorXd::Map(c.values.data(), data.rows());
-        const Dataset dataset = WithVariables(data);
+        const Dataset dataset = MakeTable("id v1 v2", data);
         Names names = {"v1", "v2"};
         int largest = -99;
         VectorXi counts;

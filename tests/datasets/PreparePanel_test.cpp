@@ -1,4 +1,5 @@
 #include "../support/Matrices.h"
+#include "../support/Messages.h"
 #include "../support/Panels.h"
 
 #include <gtest/gtest.h>
@@ -10,7 +11,7 @@ using quarn::Dataset;
 using quarn::MatrixXd;
 using quarn::MatrixXi;
 using quarn::VectorXd;
-using quarn::testing::SameCells;
+using namespace quarn::testing;
 using Names = std::vector<std::string>;
 
 struct Prepared {
@@ -38,8 +39,7 @@ Prepared PrepareByHand(const Dataset& dataset, const std::vector<int>& columns, 
     MatrixXd work(dataset.NumObs, names + 4);
     Index n = 0;
     for (Index i = 0; i < dataset.NumObs; ++i) {
-        work.row(n).head(4) << 0.0, dataset.Data(i, 0), dataset.Data(i, quarn::testing::GroupColumn),
-            quarn::testing::TimeOf(dataset, i);
+        work.row(n).head(4) << 0.0, dataset.Data(i, 0), dataset.Data(i, GroupColumn), TimeOf(dataset, i);
         for (Index k = 0; k < names; ++k) work(n, k + 4) = dataset.Data(i, columns[static_cast<std::size_t>(k)]);
         if (work.row(n).tail(names + 2).allFinite()) ++n;
     }
@@ -104,7 +104,7 @@ TEST(PreparePanel, FollowsTheStepsInEveryPanel) {
     const char* const variables[] = {"", "group", "time", "x", "y"};
     int withGaps = 0;
     for (int round = 0; round < 800; ++round) {
-        Dataset dataset = quarn::testing::RandomPanel(quarn::testing::RandomKind(engine), int(engine() % 9), engine);
+        Dataset dataset = RandomPanel(RandomKind(engine), int(engine() % 9), engine);
         std::vector<int> columns(1 + engine() % 4);
         Names names;
         for (int& column : columns) names.emplace_back(variables[column = 1 + static_cast<int>(engine() % 4)]);
@@ -122,7 +122,7 @@ TEST(PreparePanel, FollowsTheStepsInEveryPanel) {
 
 TEST(PreparePanel, SaysWhyItCannotAndTouchesNothing) {
     std::mt19937_64 engine(92);
-    Dataset dataset = quarn::testing::RandomPanel({}, 5, engine);
+    Dataset dataset = RandomPanel({}, 5, engine);
     const auto expect = [&dataset](const Names& names, const std::string& status) {
         for (const bool isDynamic : {false, true}) {
             Prepared untouched;
@@ -130,18 +130,15 @@ TEST(PreparePanel, SaysWhyItCannotAndTouchesNothing) {
             ExpectSame(Prepare(dataset, names, true, isDynamic), untouched);
         }
     };
-    const std::string nonNumeric = "The list of selected variables contains variables with non-numeric data.";
-    expect({"x", "text"}, nonNumeric);
-    quarn::testing::BreakDeclaration(dataset);
-    expect({"x"},
-           "The dataset has undergone transformations since it was last declared as a panel dataset, which invalidate "
-           "this designation. Use the \"set_pd\" function again to get more information.");
+    expect({"x", "text"}, NonNumeric);
+    BreakDeclaration(dataset);
+    expect({"x"}, StalePanel);
     EXPECT_TRUE(dataset.TransformedSinceDeclaration);
     dataset.DatasetType = 1;
     expect({"x"},
            "Dataset \"d\" has not been declared as a panel dataset. Use the \"set_pd\" function to define the time and "
            "group variables, before running any panel models.");
-    expect({"x", "text"}, nonNumeric);
+    expect({"x", "text"}, NonNumeric);
 }
 
 }  // namespace

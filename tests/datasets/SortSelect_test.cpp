@@ -1,6 +1,6 @@
 #include "../support/Matrices.h"
+#include "../support/Tables.h"
 
-#include <quarn/datasets/Dataset.h>
 #include <quarn/models/Model.h>
 #include <quarn/numerics/Sorting.h>
 
@@ -10,27 +10,25 @@
 #include <limits>
 #include <numeric>
 #include <random>
+#include <set>
 
 namespace {
 
 using Eigen::Index;
 using quarn::Dataset;
 using quarn::MatrixXd;
+using quarn::VectorXd;
 using quarn::VectorXi;
-using quarn::testing::SameCell;
-using quarn::testing::SameCells;
+using namespace quarn::testing;
 
 constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double Infinity = std::numeric_limits<double>::infinity();
 
-const char* const VariableNames[] = {"QuarnSystemVar_obsID", "a", "b", "s", "time", "x"};
 constexpr int A = 1, B = 2, S = 3, Time = 4;
 
 /// Two numeric variables with ties, missing and infinite cells; a string variable s; a string variable time, whose
 /// codes run against the order of its text.
 Dataset Sample(Index rows, std::mt19937_64& engine) {
-    wxArrayString names;
-    for (const char* name : VariableNames) names.Add(name);
     MatrixXd data = MatrixXd::Random(rows, 6);
     const double cells[] = {-1.5, -0.0, 0.0, 2.0, NaN, Infinity, -Infinity, 1e18};
     for (Index i = 0; i < rows; ++i) {
@@ -38,15 +36,16 @@ Dataset Sample(Index rows, std::mt19937_64& engine) {
         data(i, A) = cells[engine() % 8];
         data(i, B) = cells[engine() % 8];
     }
-    Dataset dataset(names, data);
-    quarn::StringVar s{S, "s", {}, false, {}}, time{Time, "time", {}, true, VectorXi(rows)};
-    for (Index i = 0; i < rows; ++i) {
-        s.Values.emplace_back(engine() % 5, 'q');
-        const int code = static_cast<int>(engine() % 9);
-        time.Values.push_back("t" + std::to_string(9 - code) + " in a text that no short string can hold");
-        time.TimeIndex[i] = code;
+    std::vector<std::string> texts, times;
+    VectorXi codes(rows);
+    for (int& code : codes) {
+        texts.emplace_back(engine() % 5, 'q');
+        code = static_cast<int>(engine() % 9);
+        times.push_back("t" + std::to_string(9 - code) + " in a text that no short string can hold");
     }
-    dataset.StringVars = {{S, s}, {Time, time}};
+    Dataset dataset = MakeTable("id a b s time x", data);
+    SetText(dataset, S, texts);
+    SetText(dataset, Time, times, codes);
     return dataset;
 }
 
@@ -68,18 +67,21 @@ void ExpectObservations(const Dataset& now, const Dataset& before, const std::ve
     }
 }
 
-/// -1, 0 or 1 as the value of a row in a column comes before, with or after that of another; NaN last. Sets `end` where
-/// later keys do not count.
-int Compare(const Dataset& d, int column, bool byCode, int i, int j, bool& end) {
-    const auto sign = [](auto a, auto b) { return a < b ? -1 : (b < a ? 1 : 0); };
-    const auto r = static_cast<std::size_t>(i), q = static_cast<std::size_t>(j);
-    if (column == Time && byCode) return sign(d.StringVars.at(Time).TimeIndex[i], d.StringVars.at(Time).TimeIndex[j]);
-    if (column == S || column == Time)
-        return sign(d.StringVars.at(column).Values[r], d.StringVars.at(column).Values[q]);
-    const double a = d.Data(i, column), b = d.Data(j, column);
-    end = !std::isfinite(a) && !std::isfinite(b);
-    if (std::isnan(a) || std::isnan(b)) return sign(std::isnan(a), std::isnan(b));
-    return sign(a, b);
+/// The numbers that a column is sorted by.
+VectorXd KeyOf(const Dataset& dataset, int column, bool byCode) {
+    if (!dataset.GetVariableIsString(column)) return dataset.Data.col(column);
+    const quarn::StringVar& text = dataset.StringVars.at(column);
+    return (column == Time && byCode ? text.TimeIndex : quarn::SortOrderToInt(text.Values)).cast<double>();
+}
+
+/// NaN comes last. Where two cells are not finite, later keys do not count.
+bool ComesBefore(const std::vector<VectorXd>& keys, int i, int j) {
+    for (const VectorXd& key : keys) {
+        if (std::isnan(key[i]) != std::isnan(key[j])) return std::isnan(key[j]);
+        if (key[i] < key[j] || key[j] < key[i]) return key[i] < key[j];
+        if (!std::isfinite(key[i])) return false;
+    }
+    return false;
 }
 
 TEST(SortData, CarriesTextsCodesAndIdsAlong) {
@@ -91,31 +93,27 @@ TEST(SortData, CarriesTextsCodesAndIdsAlong) {
         dataset.TimeVariable = round % 4 == 0 ? "s" : "time";
         const bool byCode = dataset.DatasetType != 0 && round % 4 != 0;
         wxArrayString names;
-        std::vector<int> keys(engine() % 4);
-        for (int& key : keys) names.Add(VariableNames[key = 1 + static_cast<int>(engine() % 4)]);
-        const bool byText = std::any_of(keys.begin(), keys.end(), [](int key) { return key == S || key == Time; });
+        std::vector<VectorXd> keys;
+        std::set<int> columns;
+        for (auto left = engine() % 4; left > 0; --left) {
+            const int column = 1 + static_cast<int>(engine() % 4);
+            names.Add(before.VarNames[static_cast<std::size_t>(column)]);
+            keys.push_back(KeyOf(before, column, byCode));
+            columns.insert(column);
+        }
         std::vector<int> rows(static_cast<std::size_t>(before.NumObs));
         std::iota(rows.begin(), rows.end(), 0);
-        std::stable_sort(rows.begin(), rows.end(), [&](int i, int j) {
-            bool end = false;
-            for (const int key : keys) {
-                if (const int c = Compare(before, key, byCode, i, j, end); c != 0) return c < 0;
-                if (end) return false;
-            }
-            return false;
-        });
+        std::stable_sort(rows.begin(), rows.end(), [&keys](int i, int j) { return ComesBefore(keys, i, j); });
         dataset.SortData(names);
         ExpectObservations(dataset, before, rows);
         EXPECT_FALSE(dataset.TransformedSinceDeclaration);
+        const bool byText = columns.contains(S) || columns.contains(Time);
         for (const int column : {S, Time}) {
-            const bool isKey = std::find(keys.begin(), keys.end(), column) != keys.end();
-            const VectorXi codes = column == Time && byCode
-                                       ? before.StringVars.at(Time).TimeIndex
-                                       : quarn::SortOrderToInt(before.StringVars.at(column).Values);
+            const VectorXd key = KeyOf(before, column, byCode);
             for (int i = 0; i < dataset.NumObs; ++i) {
                 const int old = rows[static_cast<std::size_t>(i)];
                 const double kept = byText ? before.Data(old, column) : old;
-                EXPECT_TRUE(SameCell(dataset.Data(i, column), isKey ? codes[old] : kept)) << round;
+                EXPECT_TRUE(SameCell(dataset.Data(i, column), columns.contains(column) ? key[old] : kept)) << round;
             }
         }
     }
@@ -148,14 +146,9 @@ TEST(SortData, SortsByTextWhereTheDeclaredTimeVariableHasNoCodes) {
     dataset.DatasetType = 2;
     dataset.TimeVariable = "time";
     dataset.StringVars.at(Time).TimeIndex.resize(0);  // as after reading it from a file
-    wxArrayString names;
-    names.Add("time");
-    dataset.SortData(names);
+    dataset.SortData(NamesOf("time"));
     const auto& values = dataset.StringVars.at(Time).Values;
     EXPECT_TRUE(std::is_sorted(values.begin(), values.end()));
-    dataset.DropKeep(VectorXi::Zero(20), true);
-    EXPECT_EQ(dataset.NumObs, 0);
-    EXPECT_EQ(dataset.NumVars, 6);
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 #include "../support/Matrices.h"
+#include "../support/Tables.h"
 
-#include <quarn/datasets/Dataset.h>
 #include <quarn/models/Model.h>
 
 #include <gtest/gtest.h>
@@ -20,14 +20,10 @@ constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
 
 /// Ids and v1 to v6, cells row + column / 10; v2 and v5 are string variables.
 Dataset Sample() {
-    wxArrayString names;
-    names.Add("QuarnSystemVar_obsID");
-    for (int j = 1; j <= 6; ++j) names.Add(wxString::Format("v%d", j));
-    Dataset dataset(names, MatrixXd::NullaryExpr(3, 7, [](auto i, auto j) { return double(i + 1) + double(j) / 10; }));
-    for (const int column : {2, 5}) {
-        const std::string name = "v" + std::to_string(column);
-        dataset.StringVars[column] = {column, name, {name + "a", name + "b", name + "c"}, false, {}};
-    }
+    const MatrixXd cells = MatrixXd::NullaryExpr(3, 7, [](auto i, auto j) { return double(i + 1) + double(j) / 10; });
+    Dataset dataset = quarn::testing::MakeTable("id v1 v2 v3 v4 v5 v6", cells);
+    for (const std::string name : {"v2", "v5"})
+        quarn::testing::SetText(dataset, name[1] - '0', {name + "a", name + "b", name + "c"});
     return dataset;
 }
 
@@ -119,14 +115,15 @@ TEST(Variables, AreFoundByTheirExactName) {
 TEST(Variables, ComeInTheOrderOfTheListHoweverLong) {
     Dataset dataset = Sample();
     dataset.AddVariable(Three, "v1");
-    Names names, unknown;
-    for (const int length : {0, 1, 5, 15, 16, 17, 40}) {
-        names.clear();
-        for (int k = 0; k < length; ++k) names.push_back("v" + std::to_string(1 + 5 * k % 6));
-        const MatrixXd variables = dataset.GetVariables(names);
-        ASSERT_EQ(std::pair(variables.rows(), variables.cols()), std::pair(Eigen::Index{3}, Eigen::Index{length}));
-        for (int k = 0; k < length; ++k) EXPECT_TRUE(SameCells(variables.col(k), dataset.Data.col(1 + 5 * k % 6)));
-        unknown.assign(static_cast<std::size_t>(length), "unknown");
+    for (const std::size_t length : {0, 1, 5, 15, 16, 17, 40}) {
+        Names names, unknown(length, "unknown");
+        MatrixXd expected(3, length);
+        for (std::size_t k = 0; k < length; ++k) {
+            const auto column = static_cast<Eigen::Index>(1 + 5 * k % 6);
+            names.push_back("v" + std::to_string(column));
+            expected.col(static_cast<Eigen::Index>(k)) = dataset.Data.col(column);
+        }
+        EXPECT_TRUE(SameCells(dataset.GetVariables(names), expected)) << length;
         EXPECT_FALSE(dataset.ListContainsStringVariables(unknown)) << length;
         unknown.push_back("v5");
         EXPECT_TRUE(dataset.ListContainsStringVariables(unknown)) << length;

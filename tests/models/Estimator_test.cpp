@@ -56,30 +56,26 @@ class EstimatorFamily : public testing::Test {};
 using Families = testing::Types<Estimator, Estimator_YX, Estimator_yZX>;
 TYPED_TEST_SUITE(EstimatorFamily, Families);
 
-TYPED_TEST(EstimatorFamily, BeginsWithoutResults) {
-    TypeParam estimator("Probit", MatrixXd::Ones(2, 2));
-    EXPECT_FALSE(estimator.GetHasResults() || estimator.GetHasLogML() || estimator.GetHasLogML_CJ());
-    EXPECT_TRUE(estimator.GetModelType() == "Probit" && !estimator.GetpSamples() &&
-                estimator.GetSamplesNames().empty());
-    estimator.GetObsId()(0, 0) = 9.0;
-    EXPECT_EQ(estimator.GetObsId(), MatrixXd::Ones(2, 2));
-    estimator.InterruptThreads();
-}
-
 TYPED_TEST(EstimatorFamily, HandsItsResultsOverAfterTheRun) {
     const auto sampler = std::make_shared<Sampler<TypeParam>>(4);
+    const std::shared_ptr<EstimatorBase> estimator = sampler;
+    EXPECT_FALSE(estimator->GetHasResults() || estimator->GetHasLogML() || estimator->GetHasLogML_CJ());
+    EXPECT_TRUE(estimator->GetModelType() == "Sampler" && estimator->GetpSamples() == nullptr);
+    EXPECT_TRUE(TypeParam("", MatrixXd()).GetSamplesNames().empty());
+    sampler->GetObsId()(0, 0) = 9.0;  // of a copy
+    EXPECT_EQ(sampler->GetObsId(), MatrixXd::Constant(3, 1, 7.0));
+
     sampler->Start();
     for (const auto& thread : sampler->Threads) thread->join();
-    std::shared_ptr<EstimatorBase> estimator = sampler;
     EXPECT_TRUE(estimator->GetHasResults() && estimator->GetHasLogML() && !estimator->GetHasLogML_CJ());
     EXPECT_EQ(estimator->GetLogML(), -12.5);
     EXPECT_EQ(estimator->GetpSamples(), sampler->pSamples);
     EXPECT_EQ((*estimator->GetpSamples())(19, 2), 19.2);
-    EXPECT_EQ(static_cast<int>(estimator->GetSamplesNames().size()), estimator->GetpSamples()->cols());
+    EXPECT_EQ(std::ssize(estimator->GetSamplesNames()), estimator->GetpSamples()->cols());
     EXPECT_EQ((std::vector{estimator->GetnDraws(), estimator->GetnBurnin(), estimator->GetnChains(),
                            estimator->GetnThin(), estimator->GetnSeed()}),
               (std::vector<std::int64_t>{20, 2, 3, 4, 1LL << 40}));
-    estimator->InterruptThreads();  // threads that have been joined already
+    for (int time = 0; time < 2; ++time) estimator->InterruptThreads();  // threads that have been joined, then none
     EXPECT_TRUE(estimator->Threads.empty() && estimator->GetHasResults());
 }
 

@@ -5,8 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <locale>
-
 namespace {
 
 using namespace quarn;
@@ -67,17 +65,13 @@ TEST(ModelPrinting, PutsThePageTogether) {
         "Probit model\nObs.: 10\n\nlog-ML (Lewis & Raftery): \t    -1234.57\t   \t"
         "\nlog-ML (Chib & Jeliazkov):\t    -1.5e-07\t   \t\n" +
         rule;
-    const bool hasComma = quarn::testing::SetCommaLocale();
-    struct Grouped : std::numpunct<char> {
-        char do_decimal_point() const override { return ','; }
-    };
-    const std::locale before = std::locale::global(std::locale(std::locale::classic(), new Grouped));
-    const auto sink = std::make_shared<RecordingSink>(), diagnostics = std::make_shared<RecordingSink>();
-    model.PrintResults(EventDispatcher(sink));
     const MatrixXd summary = model.Summary.SummaryMatrix;
-    model.PrintDiagnostics(summary.colwise().reverse(), EventDispatcher(diagnostics));
-    std::locale::global(before);
-    if (hasComma) std::setlocale(LC_ALL, "C");
+    const auto sink = std::make_shared<RecordingSink>(), diagnostics = std::make_shared<RecordingSink>();
+    {
+        const quarn::testing::ForeignNumbers foreign;
+        model.PrintResults(EventDispatcher(sink));
+        model.PrintDiagnostics(summary.colwise().reverse(), EventDispatcher(diagnostics));
+    }
     EXPECT_EQ(sink->Text(),
               "Probit: m1\n" + top + header + rule + Row(0) + Row(1) + rule + "Elapsed time (sec.):   1.25\n");
     std::string second = Row(1), first = Row(0);

@@ -2,6 +2,8 @@
 
 #include <clocale>
 #include <initializer_list>
+#include <locale>
+#include <string>
 
 namespace quarn::testing {
 
@@ -18,5 +20,28 @@ inline bool SetCommaLocale() {
         if (SetCommaLocale(name)) return true;
     return false;
 }
+
+/// While it lives, numbers in streams have a decimal comma and groups of digits, and in C where a locale is installed.
+class ForeignNumbers {
+ public:
+    ForeignNumbers() : IsInC(SetCommaLocale()) {}
+    explicit ForeignNumbers(const char* name) : IsInC(SetCommaLocale(name)) {}
+    ForeignNumbers(const ForeignNumbers&) = delete;
+    ForeignNumbers& operator=(const ForeignNumbers&) = delete;
+    ~ForeignNumbers() {
+        std::locale::global(m_before);
+        std::setlocale(LC_ALL, "C");
+    }
+
+    const bool IsInC;
+
+ private:
+    struct Numbers : std::numpunct<char> {
+        char do_decimal_point() const override { return ','; }
+        char do_thousands_sep() const override { return '.'; }
+        std::string do_grouping() const override { return "\1"; }
+    };
+    const std::locale m_before = std::locale::global(std::locale(std::locale::classic(), new Numbers));
+};
 
 }  // namespace quarn::testing

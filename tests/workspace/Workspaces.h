@@ -1,5 +1,7 @@
 #pragma once
 
+#include "../support/Tables.h"
+
 #include <quarn/workspace/QuarnOrderStructure.h>
 
 #include <memory>
@@ -17,10 +19,7 @@ struct Workspace : QuarnOrderStructure {
 };
 
 inline std::shared_ptr<Dataset> MakeDataset(int rows = 2) {
-    wxArrayString names;
-    names.Add(ReservedNames::ObservationId);
-    names.Add("x");
-    return std::make_shared<Dataset>(names, MatrixXd::Constant(rows, 2, 0.1));
+    return std::make_shared<Dataset>(MakeTable("id x", MatrixXd::Constant(rows, 2, 0.1)));
 }
 
 /// A model of two draws and two observations, linked to a dataset or cut.
