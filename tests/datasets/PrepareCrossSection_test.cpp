@@ -42,19 +42,12 @@ Names RandomNames(std::size_t count, std::mt19937_64& engine) {
 
 /// Rows of the named variables that are finite in all of them, with the id in front.
 MatrixXd CompleteByHand(const Dataset& dataset, const Names& names) {
-    MatrixXd kept(dataset.NumObs, static_cast<Index>(names.size()) + 1);
-    Index rows = 0;
-    for (Index i = 0; i < dataset.NumObs; ++i) {
-        kept(rows, 0) = dataset.Data(i, 0);
-        bool complete = true;
-        for (std::size_t k = 0; k < names.size(); ++k) {
-            const double cell = dataset.Data(i, std::stoi(names[k].substr(1)));
-            kept(rows, static_cast<Index>(k) + 1) = cell;
-            complete = complete && std::isfinite(cell);
-        }
-        rows += complete ? 1 : 0;
-    }
-    return kept.topRows(rows);
+    std::vector<int> columns, rows;
+    for (const std::string& name : names) columns.push_back(std::stoi(name.substr(1)));
+    for (int i = 0; i < dataset.NumObs; ++i)
+        if (dataset.Data(i, columns).allFinite()) rows.push_back(i);
+    columns.insert(columns.begin(), 0);
+    return dataset.Data(rows, columns);
 }
 
 TEST(Prepare, KeepsTheCompleteObservationsInOrder) {

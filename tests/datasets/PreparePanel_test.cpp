@@ -4,6 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <map>
+
 namespace {
 
 using Eigen::Index;
@@ -21,65 +24,50 @@ struct Prepared {
     MatrixXi structure = MatrixXi::Ones(1, 1);
 };
 
-/// Sorts rows by the listed columns, keeping the order of ties, by insertion.
-void SortByHand(MatrixXd& table, const std::vector<Index>& columns) {
-    const auto before = [&](Index a, Index b) {
-        for (const Index column : columns)
-            if (table(a, column) != table(b, column)) return table(a, column) < table(b, column);
-        return false;
-    };
-    for (Index i = 1; i < table.rows(); ++i)
-        for (Index j = i; j > 0 && before(j, j - 1); --j) table.row(j).swap(table.row(j - 1));
+/// The rows of the blocks in the order of the outputs; sets the status.
+std::vector<std::vector<Index>> BlocksByHand(const Dataset& dataset, const std::vector<int>& columns,
+                                             bool dropSingletons, bool isDynamic, std::string& status) {
+    std::multimap<std::pair<double, double>, Index> ordered;  // complete rows by group and time
+    for (Index i = 0; i < dataset.NumObs; ++i) {
+        const std::pair key(dataset.Data(i, GroupColumn), TimeOf(dataset, i));
+        if (std::isfinite(key.first) && std::isfinite(key.second) && dataset.Data(i, columns).allFinite())
+            ordered.emplace(key, i);
+    }
+    std::vector<std::vector<Index>> blocks;
+    std::pair<double, double> last;
+    for (const auto& [key, row] : ordered) {
+        const bool sameGroup = !blocks.empty() && key.first == last.first;
+        const bool isGap = isDynamic && sameGroup && key.second != last.second + 1.0;
+        if (isGap) status = "groupsWithGaps";
+        if (!sameGroup || isGap) blocks.emplace_back();
+        blocks.back().push_back(row);
+        last = key;
+    }
+    if (dropSingletons) std::erase_if(blocks, [](const auto& block) { return block.size() < 2; });
+    if (blocks.empty()) status = "noData";
+    std::ranges::stable_sort(blocks, {}, &std::vector<Index>::size);
+    return blocks;
 }
 
-/// The steps one by one on a working matrix: block length, id, group, time, variables.
 Prepared PrepareByHand(const Dataset& dataset, const std::vector<int>& columns, bool dropSingletons, bool isDynamic) {
     Prepared out;
-    const auto names = static_cast<Index>(columns.size());
-    MatrixXd work(dataset.NumObs, names + 4);
-    Index n = 0;
-    for (Index i = 0; i < dataset.NumObs; ++i) {
-        work.row(n).head(4) << 0.0, dataset.Data(i, 0), dataset.Data(i, GroupColumn), TimeOf(dataset, i);
-        for (Index k = 0; k < names; ++k) work(n, k + 4) = dataset.Data(i, columns[static_cast<std::size_t>(k)]);
-        if (work.row(n).tail(names + 2).allFinite()) ++n;
+    const auto blocks = BlocksByHand(dataset, columns, dropSingletons, isDynamic, out.status);
+    if (blocks.empty()) return out;
+    std::vector<Index> rows;
+    std::vector<double> numbers;  // of the blocks
+    std::map<int, int> counts;    // of blocks by length
+    for (const auto& block : blocks) {
+        numbers.insert(numbers.end(), block.size(), static_cast<double>(&block - blocks.data()));
+        rows.insert(rows.end(), block.begin(), block.end());
+        ++counts[static_cast<int>(block.size())];
     }
-    out.status = "noData";
-    if (n == 0) return out;
-    work.conservativeResize(n, Eigen::NoChange);
-    SortByHand(work, {2, 3});
-    out.status = "OK";
-    for (Index first = 0, i = 1; i <= n; ++i) {
-        const bool sameGroup = i < n && work(i, 2) == work(first, 2);
-        const bool successive = i < n && work(i, 3) == work(i - 1, 3) + 1.0;
-        if (isDynamic && sameGroup && !successive) out.status = "groupsWithGaps";
-        if (sameGroup && (successive || !isDynamic)) continue;
-        work.col(0).segment(first, i - first).setConstant(static_cast<double>(i - first));
-        first = i;
-    }
-    SortByHand(work, {0, 2, 3});
-    const Index dropped = dropSingletons ? (work.col(0).array() < 2.0).count() : 0;
-    work = work.bottomRows(n - dropped).eval();
-    n -= dropped;
-    if (n == 0) {
-        out.status = "noData";
-        return out;
-    }
-    out.X = work.middleCols(4, names - 1);
-    out.y = work.col(names + 3);
-    out.ids.resize(n, 2);
-    out.ids.col(0) = work.col(1);
-    out.structure.resize(0, 2);
-    int block = 0;
-    for (Index i = 0; i < n; ++block) {
-        const auto length = static_cast<Index>(work(i, 0));
-        out.ids.col(1).segment(i, length).setConstant(block);
-        if (i == 0 || work(i, 0) != work(i - 1, 0)) {
-            out.structure.conservativeResize(out.structure.rows() + 1, 2);
-            out.structure.bottomRows(1) << static_cast<int>(length), 0;
-        }
-        ++out.structure(out.structure.rows() - 1, 1);
-        i += length;
-    }
+    out.X = dataset.Data(rows, columns).leftCols(std::ssize(columns) - 1);
+    out.y = dataset.Data(rows, columns.back());
+    out.ids.resize(std::ssize(rows), 2);
+    out.ids << dataset.Data(rows, 0), VectorXd::Map(numbers.data(), std::ssize(numbers));
+    out.structure.resize(std::ssize(counts), 2);
+    Index next = 0;
+    for (const auto& [length, count] : counts) out.structure.row(next++) << length, count;
     return out;
 }
 

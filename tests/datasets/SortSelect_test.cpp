@@ -25,6 +25,7 @@ constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double Infinity = std::numeric_limits<double>::infinity();
 
 constexpr int A = 1, B = 2, S = 3, Time = 4;
+const std::vector<int> Numeric = {0, A, B, 5};
 
 /// Two numeric variables with ties, missing and infinite cells; a string variable s; a string variable time, whose
 /// codes run against the order of its text.
@@ -52,19 +53,15 @@ Dataset Sample(Index rows, std::mt19937_64& engine) {
 /// Whether row i of the dataset is observation rows[i] of the former one, apart from the columns of string variables.
 void ExpectObservations(const Dataset& now, const Dataset& before, const std::vector<int>& rows) {
     ASSERT_EQ(now.NumObs, static_cast<int>(rows.size()));
-    ASSERT_EQ(now.Data.rows(), now.NumObs);
     ASSERT_EQ(now.NumVars, before.NumVars);
-    for (const int column : {S, Time}) ASSERT_EQ(now.StringVars.at(column).Values.size(), rows.size());
-    ASSERT_EQ(now.StringVars.at(S).TimeIndex.size(), 0);
-    ASSERT_EQ(now.StringVars.at(Time).TimeIndex.size(), now.NumObs);
-    for (std::size_t i = 0; i < rows.size(); ++i) {
-        const auto row = static_cast<Index>(i), old = static_cast<Index>(rows[i]);
-        for (const int column : {0, A, B, 5})
-            ASSERT_TRUE(SameCell(now.Data(row, column), before.Data(old, column))) << i;
-        for (const int column : {S, Time})
-            ASSERT_EQ(now.StringVars.at(column).Values[i], before.StringVars.at(column).Values[rows[i]]) << i;
-        ASSERT_EQ(now.StringVars.at(Time).TimeIndex[row], before.StringVars.at(Time).TimeIndex[old]) << i;
+    ASSERT_TRUE(SameCells(now.Data(Eigen::all, Numeric), before.Data(rows, Numeric)));
+    for (const int column : {S, Time}) {
+        std::vector<std::string> texts;
+        for (const int row : rows) texts.push_back(before.StringVars.at(column).Values[static_cast<std::size_t>(row)]);
+        ASSERT_EQ(now.StringVars.at(column).Values, texts);
     }
+    ASSERT_EQ(now.StringVars.at(S).TimeIndex.size(), 0);
+    ASSERT_EQ(now.StringVars.at(Time).TimeIndex, before.StringVars.at(Time).TimeIndex(rows));
 }
 
 /// The numbers that a column is sorted by.
@@ -133,8 +130,7 @@ TEST(DropKeep, SelectsObservationsWithTheirTextsAndTellsTheModels) {
             if ((mask[i] == 1) == keep) rows.push_back(i);
         dataset.DropKeep(mask, keep);
         ExpectObservations(dataset, before, rows);
-        for (std::size_t i = 0; i < rows.size(); ++i)
-            EXPECT_TRUE(SameCells(dataset.Data.row(static_cast<Index>(i)), before.Data.row(rows[i])));
+        EXPECT_TRUE(SameCells(dataset.Data, before.Data(rows, Eigen::all)));
         EXPECT_TRUE(dataset.TransformedSinceDeclaration);
         EXPECT_TRUE(dataset.AssociatedModels[0]->DatasetChanged);
     }
