@@ -85,7 +85,8 @@ TEST(Lags, GoByDateInTimeSeries) {
                                              {-1e9, 1e9, 0, 1},
                                              {NaN, 4, NaN, 3, 5},
                                              {-2147483647.0, 2147483647.0, 0},
-                                             {1e300, 2, 1}}) {
+                                             {1e300, 2, 1},
+                                             {-1e10, 0, -1}}) {
         Dataset dataset = Series(times);
         for (const int lag : {0, 1, -1, 2, 4, Extreme, -Extreme - 1})
             for (const int order : {-3, 0, 1, 2, 3}) ExpectLagsByHand(dataset, order, lag);
