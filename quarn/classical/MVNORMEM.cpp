@@ -58,8 +58,8 @@ struct DensityKernel {
     double logConstant;
     double *z, *weights;  ///< z has room for D columns
 
-    template <bool>
-    __attribute__((always_inline)) void Run() const {
+    template <detail::Instructions>
+    __attribute__((always_inline)) void operator()() const {
         double squares[ChunkRows];
         for (Index i = 0; i < n; ++i) squares[i] = 0.0;
         for (Index j = 0; j < D; ++j) {
@@ -84,8 +84,8 @@ struct CentringKernel {
     const double *y, *mu;
     double* e;
 
-    template <bool>
-    __attribute__((always_inline)) void Run() const {
+    template <detail::Instructions>
+    __attribute__((always_inline)) void operator()() const {
         for (Index j = 0; j < D; ++j) {
             for (Index i = 0; i < n; ++i) e[j * ChunkRows + i] = y[j * stride + i] - mu[j];
             for (Index i = n; i < detail::PaddedRows(n); ++i) e[j * ChunkRows + i] = 0.0;

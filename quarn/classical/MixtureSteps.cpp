@@ -36,8 +36,8 @@ struct SharesKernel {
     Index n, G;
     double* chunk;
 
-    template <bool>
-    __attribute__((always_inline)) void Run() const {
+    template <Instructions>
+    __attribute__((always_inline)) void operator()() const {
         for (Index i = 0; i < n; i += 4) {
             Quad largest, weight, sum = {};
             Load(largest, chunk + i);

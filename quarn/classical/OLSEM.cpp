@@ -25,8 +25,8 @@ struct ResidualKernel {
     const double *x, *y, *beta;
     double* squares;
 
-    template <bool>
-    __attribute__((always_inline)) void Run() const {
+    template <detail::Instructions>
+    __attribute__((always_inline)) void operator()() const {
         double e[ChunkRows];
         for (Index i = 0; i < n; ++i) e[i] = y[i];
         for (Index j = 0; j < k; ++j) {

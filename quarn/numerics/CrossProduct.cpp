@@ -1,8 +1,7 @@
 // Cross-products in tiles of columns: the rows are taken in chunks that stay in the cache, and within a chunk each tile
 // of I x J column pairs keeps its sums of four lanes in registers. Between chunks the sums rest in memory, so neither
 // the chunk nor the tile has any influence on the digits: they may be tuned freely. The lanes, the separate
-// multiplication and addition, and the tree at the end may not: they are the documented order. No library type enters
-// the functions that are compiled for AVX2, lest its inline functions be emitted there for the whole program.
+// multiplication and addition, and the tree at the end may not: they are the documented order.
 
 #include <quarn/numerics/CrossProduct_detail.h>
 
@@ -127,18 +126,17 @@ __attribute__((always_inline)) inline void AddChunk(const Chunk& chunk, const Su
     if (chunk.k - i == 1) AddBlock<1, MaxJ>(chunk, sums, i);
 }
 
-// The sums of a tile fill the register file: 12 of 16 registers with AVX2, 8 (two for each sum) without.
-using AddChunkFunction = void (*)(const Chunk&, const Sums&);
+struct ChunkKernel {
+    const Chunk& chunk;
+    const Sums& sums;
 
-void AddChunkPortable(const Chunk& chunk, const Sums& sums) { AddChunk<2, 2>(chunk, sums); }
-
-#ifdef __x86_64__
-__attribute__((target("avx2"))) void AddChunkAvx2(const Chunk& chunk, const Sums& sums) { AddChunk<4, 3>(chunk, sums); }
-
-AddChunkFunction BestAddChunk() { return __builtin_cpu_supports("avx2") ? AddChunkAvx2 : AddChunkPortable; }
-#else
-AddChunkFunction BestAddChunk() { return AddChunkPortable; }
-#endif
+    // The sums of a tile fill the register file: 12 of 16 registers with AVX2, 8 (two for each sum) without.
+    template <Instructions Set>
+    __attribute__((always_inline)) void operator()() const {
+        constexpr bool isPortable = Set == Instructions::Portable;
+        AddChunk<isPortable ? 2 : 4, isPortable ? 2 : 3>(chunk, sums);
+    }
+};
 
 /// The last n < 4 rows of a panel, filled up with zeros, which leave the sums as they are. Moves `room` on.
 Panel PaddedRows(const Panel& panel, Index columns, Index from, Index n, double*& room) {
@@ -150,7 +148,7 @@ Panel PaddedRows(const Panel& panel, Index columns, Index from, Index n, double*
 
 /// Sweeps over all rows of `whole`, whose n is any number. `room` is for 4 (k + m + 1) cells.
 void AddRows(const Chunk& whole, const Sums& sums, double* room, Instructions instructions) {
-    const AddChunkFunction addChunk = instructions == Instructions::Best ? BestAddChunk() : AddChunkPortable;
+    const auto addChunk = [&](const Chunk& chunk) { RunKernel(ChunkKernel{chunk, sums}, instructions); };
     const Index full = whole.n - whole.n % Lanes;
     for (Index from = 0; from < full; from += ChunkRows) {
         addChunk({std::min(ChunkRows, full - from),
@@ -158,15 +156,14 @@ void AddRows(const Chunk& whole, const Sums& sums, double* room, Instructions in
                   whole.m,
                   {whole.x.cells + from, whole.x.stride},
                   {whole.z.cells + from, whole.z.stride},
-                  whole.d ? whole.d + from : nullptr},
-                 sums);
+                  whole.d ? whole.d + from : nullptr});
     }
     const Index left = whole.n - full;
     if (left == 0) return;
     const Panel x = PaddedRows(whole.x, whole.k, full, left, room);
     const Panel z = PaddedRows(whole.z, whole.m, full, left, room);
     const double* const d = whole.d ? PaddedRows({whole.d, whole.n}, 1, full, left, room).cells : nullptr;
-    addChunk({Lanes, whole.k, whole.m, x, z, d}, sums);
+    addChunk({Lanes, whole.k, whole.m, x, z, d});
 }
 
 double Total(const double* lane) { return (lane[0] + lane[2]) + (lane[1] + lane[3]); }

@@ -41,8 +41,9 @@ struct ChunkKernel {
     const double *x, *y, *b;
     double *e, *lanes;
 
-    template <bool Fused>
-    __attribute__((always_inline)) void Run() const {
+    template <Instructions Set>
+    __attribute__((always_inline)) void operator()() const {
+        constexpr bool Fused = Set != Instructions::Portable;
         alignas(Quad) double low[ChunkRows];
         Residuals<Fused>(low);
         if (!lanes) return;

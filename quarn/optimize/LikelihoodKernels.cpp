@@ -1,7 +1,6 @@
-// Loops that the compiler turns into vector code, each compiled for every processor, for those with AVX2, and for those
-// with AVX-512. No library type enters the latter functions, lest its inline functions be emitted there for the whole
-// program. Sums of terms go in four lanes, as those of cross-products do. This file is compiled with
-// -fno-trapping-math, without which selections between two numbers become branches; no digit depends on it.
+// Loops that the compiler turns into vector code. Sums of terms go in four lanes, as those of cross-products do. This
+// file is compiled with -fno-trapping-math, without which selections between two numbers become branches; no digit
+// depends on it.
 
 #include <quarn/numerics/NormalTail_detail.h>
 #include <quarn/optimize/LikelihoodKernels_detail.h>
@@ -13,12 +12,7 @@ namespace {
 
 using Eigen::Index;
 
-/// Four lanes: one register with AVX2, two without. At any address; by reference, since a result of this type would
-/// have another calling convention without AVX2.
-using Quad = double __attribute__((vector_size(32)));
 constexpr Index Lanes = 4;
-
-QUARN_INLINE void Load(Quad& lanes, const double* from) { __builtin_memcpy(&lanes, from, sizeof lanes); }
 
 QUARN_INLINE double Total(const Quad& lanes) { return (lanes[0] + lanes[2]) + (lanes[1] + lanes[3]); }
 
@@ -74,18 +68,6 @@ QUARN_INLINE void ForGroupsOfColumns(RowBlock X, Columns columns) {
     if (X.columns - k == 3) columns.template operator()<3>(X, k);
     if (X.columns - k == 2) columns.template operator()<2>(X, k);
     if (X.columns - k == 1) columns.template operator()<1>(X, k);
-}
-
-QUARN_INLINE void AddPredictors(const RowBlock& X, const double* b, double* z) {
-    ForGroupsOfColumns(
-        X, [=]<int Columns>(const RowBlock& group, Index k)
-               __attribute__((always_inline)) { AddColumns<Columns>(group, b + k, z); });
-}
-
-QUARN_INLINE void AddCrossProducts(const RowBlock& X, const double* w, double* sums) {
-    ForGroupsOfColumns(
-        X, [=]<int Columns>(const RowBlock& group, Index k)
-               __attribute__((always_inline)) { AddDots<Columns>(group, w, sums + k); });
 }
 
 constexpr Index TermRows = 64;
@@ -205,66 +187,54 @@ QUARN_INLINE double Choice(Index n, Index J, const double* __restrict y, double*
     return SumOfTerms(T, n);
 }
 
-/// Calls `evaluate` with what is wanted as a template argument.
+/// evaluate<W>() with what is wanted as W, by the best instructions.
 template <class Evaluate>
-QUARN_INLINE double ForWanted(Wanted wanted, Evaluate evaluate) {
-    if (wanted == Wanted::Value) return evaluate.template operator()<Wanted::Value>();
-    if (wanted == Wanted::Gradient) return evaluate.template operator()<Wanted::Gradient>();
-    return evaluate.template operator()<Wanted::Both>();
+double ForWanted(Wanted wanted, Instructions instructions, Evaluate evaluate) {
+    return RunKernel<Instructions::Avx512>(
+        [=]<Instructions>() __attribute__((always_inline)) {
+            if (wanted == Wanted::Value) return evaluate.template operator()<Wanted::Value>();
+            if (wanted == Wanted::Gradient) return evaluate.template operator()<Wanted::Gradient>();
+            return evaluate.template operator()<Wanted::Both>();
+        },
+        instructions);
 }
-
-QUARN_INLINE double LogitFor(Wanted wanted, Index n, const double* y, double* z) {
-    return ForWanted(
-        wanted, [=]<Wanted W>() __attribute__((always_inline)) { return Logit<W>(n, y, z); });
-}
-QUARN_INLINE double ProbitFor(Wanted wanted, Index n, const double* y, double* z) {
-    return ForWanted(
-        wanted, [=]<Wanted W>() __attribute__((always_inline)) { return Probit<W>(n, y, z); });
-}
-QUARN_INLINE double ChoiceFor(Wanted wanted, Index n, Index J, const double* y, double* z, double* work) {
-    return ForWanted(
-        wanted, [=]<Wanted W>() __attribute__((always_inline)) { return Choice<W>(n, J, y, z, work); });
-}
-
-// NOLINTBEGIN(bugprone-macro-parentheses): attributes take no parentheses around them.
-// The set of functions, compiled for the processors that TARGET names.
-#define QUARN_KERNELS(NAME, TARGET)                                                                                  \
-    struct NAME {                                                                                                    \
-        TARGET static void Predict(const RowBlock& X, const double* b, double* z) { AddPredictors(X, b, z); }        \
-        TARGET static void Cross(const RowBlock& X, const double* w, double* sums) { AddCrossProducts(X, w, sums); } \
-        TARGET static double L(Wanted wanted, Index n, const double* y, double* z) {                                 \
-            return LogitFor(wanted, n, y, z);                                                                        \
-        }                                                                                                            \
-        TARGET static double P(Wanted wanted, Index n, const double* y, double* z) {                                 \
-            return ProbitFor(wanted, n, y, z);                                                                       \
-        }                                                                                                            \
-        TARGET static double C(Wanted wanted, Index n, Index J, const double* y, double* z, double* work) {          \
-            return ChoiceFor(wanted, n, J, y, z, work);                                                              \
-        }                                                                                                            \
-        static constexpr LikelihoodKernels Set = {Predict, Cross, L, P, C};                                          \
-    }
-
-QUARN_KERNELS(Portable, );
-#ifdef __x86_64__
-QUARN_KERNELS(Avx2, __attribute__((target("avx2"))));
-QUARN_KERNELS(Avx512, __attribute__((target("avx512f,avx512dq,avx512vl,avx512bw,prefer-vector-width=512"))));
-
-const LikelihoodKernels& Best() {
-    if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512vl") &&
-        __builtin_cpu_supports("avx512bw")) {
-        return Avx512::Set;
-    }
-    return __builtin_cpu_supports("avx2") ? Avx2::Set : Portable::Set;
-}
-#else
-const LikelihoodKernels& Best() { return Portable::Set; }
-#endif
-// NOLINTEND(bugprone-macro-parentheses)
 
 }  // namespace
 
-const LikelihoodKernels& KernelsFor(Instructions instructions) {
-    return instructions == Instructions::Best ? Best() : Portable::Set;
+void AddPredictors(const RowBlock& X, const double* b, double* z, Instructions instructions) {
+    RunKernel<Instructions::Avx512>(
+        [=]<Instructions>() __attribute__((always_inline)) {
+            ForGroupsOfColumns(
+                X, [=]<int Columns>(const RowBlock& group, Index k)
+                       __attribute__((always_inline)) { AddColumns<Columns>(group, b + k, z); });
+        },
+        instructions);
+}
+
+void AddCrossProducts(const RowBlock& X, const double* w, double* sums, Instructions instructions) {
+    RunKernel<Instructions::Avx512>(
+        [=]<Instructions>() __attribute__((always_inline)) {
+            ForGroupsOfColumns(
+                X, [=]<int Columns>(const RowBlock& group, Index k)
+                       __attribute__((always_inline)) { AddDots<Columns>(group, w, sums + k); });
+        },
+        instructions);
+}
+
+double EvaluateLogit(Wanted wanted, Index n, const double* y, double* z, Instructions instructions) {
+    return ForWanted(
+        wanted, instructions, [=]<Wanted W>() __attribute__((always_inline)) { return Logit<W>(n, y, z); });
+}
+
+double EvaluateProbit(Wanted wanted, Index n, const double* y, double* z, Instructions instructions) {
+    return ForWanted(
+        wanted, instructions, [=]<Wanted W>() __attribute__((always_inline)) { return Probit<W>(n, y, z); });
+}
+
+double EvaluateChoice(Wanted wanted, Index n, Index J, const double* y, double* z, double* work,
+                      Instructions instructions) {
+    return ForWanted(
+        wanted, instructions, [=]<Wanted W>() __attribute__((always_inline)) { return Choice<W>(n, J, y, z, work); });
 }
 
 }  // namespace quarn::detail

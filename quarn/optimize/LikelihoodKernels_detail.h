@@ -1,7 +1,7 @@
 #pragma once
 
 #include <quarn/base/Types.h>
-#include <quarn/numerics/CrossProduct_detail.h>
+#include <quarn/numerics/Instructions_detail.h>
 
 /// The inner loops of the log-likelihoods, over blocks of rows that stay in a processor's cache. Elements are computed
 /// by the same rounded operations, and sums taken in the same order, on every processor. Nothing is tested.
@@ -16,22 +16,26 @@ struct RowBlock {
 /// What an evaluation is asked for.
 enum class Wanted { Value, Gradient, Both };
 
-/// Each function but the first two returns the sum of the negative log-likelihoods of n observations and overwrites the
-/// linear predictors by their derivatives; of value and derivatives only what is wanted.
-struct LikelihoodKernels {
-    /// z += X b.
-    void (*addPredictors)(const RowBlock& X, const double* b, double* z);
-    /// sums += X'w.
-    void (*addCrossProducts)(const RowBlock& X, const double* w, double* sums);
-    /// y log(1 + exp(-z)) + (1 - y) log(1 + exp(z)).
-    double (*logit)(Wanted wanted, Eigen::Index n, const double* y, double* z);
-    /// -log(Phi(z)) where y is 1, -log(Phi(-z)) where y is 0; weighted by y and 1 - y elsewhere.
-    double (*probit)(Wanted wanted, Eigen::Index n, const double* y, double* z);
-    /// Choice among J alternatives: predictors of alternative j from z + j n on; alternative j is chosen where y is in
-    /// [j, j + 1), alternative 0 also below. work: 4 n cells.
-    double (*choice)(Wanted wanted, Eigen::Index n, Eigen::Index J, const double* y, double* z, double* work);
-};
+/// z += X b.
+void AddPredictors(const RowBlock& X, const double* b, double* z, Instructions instructions = Instructions::Best);
 
-const LikelihoodKernels& KernelsFor(Instructions instructions);
+/// sums += X'w.
+void AddCrossProducts(const RowBlock& X, const double* w, double* sums, Instructions instructions = Instructions::Best);
+
+// The others return the sum of the negative log-likelihoods of n observations and overwrite the linear predictors z by
+// their derivatives; of value and derivatives only what is wanted.
+
+/// y log(1 + exp(-z)) + (1 - y) log(1 + exp(z)).
+double EvaluateLogit(Wanted wanted, Eigen::Index n, const double* y, double* z,
+                     Instructions instructions = Instructions::Best);
+
+/// -log(Phi(z)) where y is 1, -log(Phi(-z)) where y is 0; weighted by y and 1 - y elsewhere.
+double EvaluateProbit(Wanted wanted, Eigen::Index n, const double* y, double* z,
+                      Instructions instructions = Instructions::Best);
+
+/// Choice among J alternatives: predictors of alternative j from z + j n on; alternative j is chosen where y is in
+/// [j, j + 1), alternative 0 also below. work: 4 n cells.
+double EvaluateChoice(Wanted wanted, Eigen::Index n, Eigen::Index J, const double* y, double* z, double* work,
+                      Instructions instructions = Instructions::Best);
 
 }  // namespace quarn::detail

@@ -11,8 +11,11 @@
 namespace quarn {
 namespace {
 
-using detail::Instructions;
-using detail::KernelsFor;
+using detail::AddCrossProducts;
+using detail::AddPredictors;
+using detail::EvaluateChoice;
+using detail::EvaluateLogit;
+using detail::EvaluateProbit;
 using detail::RowBlock;
 using detail::Wanted;
 using Eigen::Index;
@@ -37,17 +40,16 @@ double* Cells(std::vector<double>& scratch, Index n) {
 template <class Block>
 double SumOfBlocks(const MatrixXd& X, const double* b, Index M, Index blockRows, double* z, double* gradient,
                    Block block) {
-    const auto& kernels = KernelsFor(Instructions::Best);
     const Index K = X.cols();
     double value = 0.0;
     if (gradient) std::fill_n(gradient, K * M, 0.0);
     for (Index from = 0; from < X.rows(); from += blockRows) {
         const RowBlock rows{X.data() + from, X.rows(), std::min(blockRows, X.rows() - from), K};
         std::fill_n(z, rows.rows * M, 0.0);
-        for (Index j = 0; j < M; ++j) kernels.addPredictors(rows, b + j * K, z + j * rows.rows);
+        for (Index j = 0; j < M; ++j) AddPredictors(rows, b + j * K, z + j * rows.rows);
         value += block(from, rows.rows);
         if (!gradient) continue;
-        for (Index j = 0; j < M; ++j) kernels.addCrossProducts(rows, z + j * rows.rows, gradient + j * K);
+        for (Index j = 0; j < M; ++j) AddCrossProducts(rows, z + j * rows.rows, gradient + j * K);
     }
     return value;
 }
@@ -69,7 +71,6 @@ double LogLikelihood::fg(const VectorXd& t, VectorXd& gradient) {
 
 double logL_LM::Evaluate(const VectorXd& t, bool, double* gradient) {
     constexpr double Log2Pi = 1.8378770664093453;
-    const auto& kernels = KernelsFor(Instructions::Best);
     const Index K = X.cols();
     const double n = static_cast<double>(X.rows());
     const double s2 = std::exp(t[K]);
@@ -77,7 +78,7 @@ double logL_LM::Evaluate(const VectorXd& t, bool, double* gradient) {
     double squares = 0.0;
     SumOfBlocks(X, t.data(), 1, BlockRows, z, gradient, [&](Index from, Index rows) {
         for (Index i = 0; i < rows; ++i) z[i] = y[from + i] - z[i];
-        kernels.addCrossProducts({z, rows, rows, 1}, z, &squares);
+        AddCrossProducts({z, rows, rows, 1}, z, &squares);
         return 0.0;
     });
     if (gradient) {
@@ -90,14 +91,14 @@ double logL_LM::Evaluate(const VectorXd& t, bool, double* gradient) {
 double logL_BLogit::Evaluate(const VectorXd& t, bool valueWanted, double* gradient) {
     double* const z = Cells(m_scratch, BlockRows);
     return SumOfBlocks(X, t.data(), 1, BlockRows, z, gradient, [&](Index from, Index rows) {
-        return KernelsFor(Instructions::Best).logit(What(valueWanted, gradient), rows, y.data() + from, z);
+        return EvaluateLogit(What(valueWanted, gradient), rows, y.data() + from, z);
     });
 }
 
 double logL_BProbit::Evaluate(const VectorXd& t, bool valueWanted, double* gradient) {
     double* const z = Cells(m_scratch, BlockRows);
     return SumOfBlocks(X, t.data(), 1, BlockRows, z, gradient, [&](Index from, Index rows) {
-        return KernelsFor(Instructions::Best).probit(What(valueWanted, gradient), rows, y.data() + from, z);
+        return EvaluateProbit(What(valueWanted, gradient), rows, y.data() + from, z);
     });
 }
 
@@ -110,8 +111,7 @@ double logL_MLogit::Evaluate(const VectorXd& t, bool valueWanted, double* gradie
     return SumOfBlocks(X, t.data(), M, BlockRows, base + BlockRows, gradient, [&](Index from, Index rows) {
         double* const first = base + BlockRows - rows;
         std::fill_n(first, rows, 0.0);
-        return KernelsFor(Instructions::Best)
-            .choice(What(valueWanted, gradient), rows, M + 1, y.data() + from, first, work);
+        return EvaluateChoice(What(valueWanted, gradient), rows, M + 1, y.data() + from, first, work);
     });
 }
 
@@ -126,9 +126,8 @@ double logL_CLogit::Evaluate(const VectorXd& t, bool valueWanted, double* gradie
         for (Index i = 0; i < observations; ++i) {
             for (Index j = 0; j < J; ++j) byAlternative[j * observations + i] = z[i * J + j];
         }
-        const double value = KernelsFor(Instructions::Best)
-                                 .choice(What(valueWanted, gradient), observations, J, y.data() + from / J,
-                                         byAlternative, byAlternative + blockRows);
+        const double value = EvaluateChoice(What(valueWanted, gradient), observations, J, y.data() + from / J,
+                                            byAlternative, byAlternative + blockRows);
         for (Index i = 0; i < observations; ++i) {
             for (Index j = 0; j < J; ++j) z[i * J + j] = byAlternative[j * observations + i];
         }
