@@ -369,7 +369,8 @@ class QUARN_EXPORT Dataset {
     ///
     /// The other matrices are neither read nor written. Returns "OK", "noData" if no row is left, or a message:
     /// non-numeric data, no time structure, or one that no longer holds.
-    /// Requires: the names exist; a list for each. Not tested. Cost: that of TakeLags for each column, and one sort.
+    /// Requires: the names exist; a list for each. Not tested. Cost: the order of the rows is found twice; each column
+    /// costs two or three passes over it.
     std::string Prepare_TimeSeries2(std::vector<std::string>& names, std::vector<VectorXi>& lags, MatrixXd& data,
                                     MatrixXd& unused, MatrixXi& alsoUnused);
 

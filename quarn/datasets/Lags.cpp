@@ -1,6 +1,6 @@
 #include <quarn/datasets/Dataset.h>
 #include <quarn/datasets/Declaration_detail.h>
-#include <quarn/datasets/PanelOrder_detail.h>
+#include <quarn/datasets/Lags_detail.h>
 #include <quarn/datasets/PanelSample_detail.h>
 #include <quarn/datasets/StatusTexts.h>
 #include <quarn/datasets/TimeFunctions_detail.h>
@@ -63,31 +63,50 @@ void CombineWithLag(const PanelOrder& order, int lag, VectorXd& cells, Combine c
     }
 }
 
-/// The variable by places, worked on there in place, by rows again.
-template <class Work>
-VectorXd WorkByDate(const Dataset& dataset, const std::string& variable, Work work) {
+/// Groups as integers; all rows are of one group where the dataset is no panel.
+KeyColumn GroupsOf(const Dataset& dataset, VectorXd& storage) {
     const Index n = dataset.NumObs;
-    VectorXd groups, allTimes, times, cells;
-    const KeyColumn time = AsIntegers(detail::TimeCells(dataset, allTimes), n, times);
-    if (dataset.DatasetType != detail::PanelType) groups = VectorXd::Zero(n);
-    const KeyColumn group = dataset.DatasetType == detail::PanelType
-                                ? AsIntegers(detail::GroupCells(dataset), n, groups)
-                                : KeyColumn(groups.data(), n);
-    const PanelOrder order(group, time, n);
-    const double* const values = dataset.Data.col(dataset.GetVariableIndex(variable)).data();
-    if (order.Spread(values, cells) == values) cells = VectorXd::Map(values, n);
-    work(order, cells);
-    return order.Collect(std::move(cells));
+    if (dataset.DatasetType == detail::PanelType) return AsIntegers(detail::GroupCells(dataset), n, storage);
+    storage = VectorXd::Zero(n);
+    return {storage.data(), n};
 }
 
 }  // namespace
 
+detail::DateOrder::DateOrder(const Dataset& dataset)
+    : m_dataset(dataset),
+      m_order(GroupsOf(dataset, m_groups), AsIntegers(TimeCells(dataset, m_timeCells), dataset.NumObs, m_times),
+              dataset.NumObs) {}
+
+VectorXd detail::DateOrder::Spread(int column) const {
+    const double* const values = m_dataset.Data.col(column).data();
+    VectorXd cells;
+    if (m_order.Spread(values, cells) == values) cells = VectorXd::Map(values, m_dataset.NumObs);
+    return cells;
+}
+
+VectorXd detail::DateOrder::Lags(int column, int lag) const {
+    VectorXd cells = Spread(column);
+    CombineWithLag(m_order, lag, cells, [](double, double earlier) { return earlier; });
+    return m_order.Collect(std::move(cells));
+}
+
+VectorXd detail::DateOrder::Diffs(int column, int order, int lag) const {
+    VectorXd cells = Spread(column);
+    // The zeros of a lag of 0, and cells that are all NaN, stay what they are, however high the order.
+    const int passes = lag == 0 ? 1 : order;
+    constexpr int BetweenLooks = 8;
+    for (int pass = 0; pass < passes; ++pass) {
+        if (pass % BetweenLooks == BetweenLooks - 1 && cells.array().isNaN().all()) break;
+        CombineWithLag(m_order, lag, cells, [](double own, double earlier) { return own - earlier; });
+    }
+    return m_order.Collect(std::move(cells));
+}
+
 VectorXd Dataset::TakeLags(const std::string& variable, const std::string& datasetName, int lag, std::string& message) {
     message = detail::StartTimeFunction(*this, variable, datasetName, "lag");
     if (message != StatusTexts::OK) return {};
-    return WorkByDate(*this, variable, [lag](const PanelOrder& order, VectorXd& cells) {
-        CombineWithLag(order, lag, cells, [](double, double earlier) { return earlier; });
-    });
+    return detail::DateOrder(*this).Lags(GetVariableIndex(variable), lag);
 }
 
 VectorXd Dataset::TakeDiffs(const std::string& variable, const std::string& datasetName, int order, int lag,
@@ -95,15 +114,7 @@ VectorXd Dataset::TakeDiffs(const std::string& variable, const std::string& data
     message = detail::StartTimeFunction(*this, variable, datasetName, "diff");
     if (message != StatusTexts::OK) return {};
     if (order < 1) return Data.col(GetVariableIndex(variable));
-    return WorkByDate(*this, variable, [order, lag](const PanelOrder& places, VectorXd& cells) {
-        // The zeros of a lag of 0, and cells that are all NaN, stay what they are, however high the order.
-        const int passes = lag == 0 ? 1 : order;
-        constexpr int BetweenLooks = 8;
-        for (int pass = 0; pass < passes; ++pass) {
-            if (pass % BetweenLooks == BetweenLooks - 1 && cells.array().isNaN().all()) break;
-            CombineWithLag(places, lag, cells, [](double own, double earlier) { return own - earlier; });
-        }
-    });
+    return detail::DateOrder(*this).Diffs(GetVariableIndex(variable), order, lag);
 }
 
 }  // namespace quarn

@@ -1,6 +1,7 @@
 #include <quarn/base/LargeTables_detail.h>
 #include <quarn/datasets/Dataset.h>
 #include <quarn/datasets/Declaration_detail.h>
+#include <quarn/datasets/Lags_detail.h>
 #include <quarn/datasets/Names_detail.h>
 #include <quarn/datasets/PanelOrder_detail.h>
 #include <quarn/datasets/PanelSample_detail.h>
@@ -212,10 +213,12 @@ std::string Dataset::Prepare_TimeSeries2(std::vector<std::string>& names, std::v
     const std::vector<int> order = OrderByTime(VectorXd::Map(detail::TimeCells(*this, codes), NumObs));
     const std::vector<int> rows(order.begin() + maxLag, order.begin() + maxLag + kept);
     detail::ResizeUninitialised(data, kept, CountColumns(lags));
+    const detail::DateOrder byDate(*this);
     Index next = 0;
-    std::string message;
-    for (std::size_t k = 0; k < names.size(); ++k)
-        for (const int lag : lags[k]) Gather(TakeLags(names[k], "", lag, message).data(), rows, NaN, data.col(next++));
+    for (std::size_t k = 0; k < names.size(); ++k) {
+        const int column = GetVariableIndex(names[k]);
+        for (const int lag : lags[k]) Gather(byDate.Lags(column, lag).data(), rows, NaN, data.col(next++));
+    }
     return StatusTexts::OK;
 }
 
