@@ -1,16 +1,13 @@
 #include "../support/Matrices.h"
 
 #include <quarn/classical/OLSChol.h>
+#include <quarn/datasets/Dataset.h>
 #include <quarn/numerics/MatrixHelpers.h>
 #include <quarn/numerics/ResidualProducts_detail.h>
 
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <fstream>
-#include <limits>
-#include <random>
-#include <sstream>
 #include <string>
 
 namespace {
@@ -19,44 +16,27 @@ using Eigen::Index;
 using quarn::MatrixXd;
 using quarn::OLSChol;
 using quarn::VectorXd;
+using quarn::testing::Normals;
 using quarn::testing::SameCells;
 
 constexpr auto Best = quarn::detail::Instructions::Best, Portable = quarn::detail::Instructions::Portable;
-
-MatrixXd RandomMatrix(Index rows, Index columns, std::uint64_t seed) {
-    std::mt19937_64 engine(seed);
-    std::normal_distribution<double> normal;
-    return MatrixXd::NullaryExpr(rows, columns, [&](Index, Index) { return normal(engine); });
-}
-
-/// 16 rows: employment, then the six regressors.
-MatrixXd Longley() {
-    std::ifstream in(QUARN_SOURCE_DIR "/examples/data/longley.csv");
-    std::string line;
-    std::getline(in, line);
-    MatrixXd table(16, 7);
-    for (Index i = 0; i < 16 && std::getline(in, line); ++i) {
-        std::istringstream cells(line);
-        for (Index j = 0; j < 7 && std::getline(cells, line, ','); ++j) table(i, j) = std::stod(line);
-    }
-    return table;
-}
 
 double LeastDigits(const VectorXd& found, const VectorXd& certified) {
     return -std::log10((found - certified).cwiseQuotient(certified).cwiseAbs().maxCoeff());
 }
 
 TEST(OLSChol, FindsTheCertifiedResultsOfLongley) {
-    const MatrixXd table = Longley();
+    const quarn::Dataset data(QUARN_SOURCE_DIR "/examples/data/longley.csv", ',');
+    const VectorXd y = data.GetVariable("totemp");
     MatrixXd X(16, 7);
-    X << VectorXd::Ones(16), table.rightCols(6);
+    X << VectorXd::Ones(16), data.Data.rightCols(6);
     VectorXd certified(7);  // NIST, Statistical Reference Datasets
     certified << -3482258.63459582, 15.0618722713733, -0.358191792925910E-01, -2.02022980381683, -1.03322686717359,
         -0.511041056535807E-01, 1829.15146461355;
-    const OLSChol fit(table.col(0), X);
+    const OLSChol fit(y, X);
     EXPECT_GT(LeastDigits(fit.b, certified), 14.0);
     EXPECT_NEAR(std::sqrt(fit.s2), 304.854073561965, 1e-12 * 304.85);
-    EXPECT_LT(LeastDigits(quarn::XpX(X).ldlt().solve(quarn::XpZ(X, VectorXd(table.col(0)))), certified), 9.0)
+    EXPECT_LT(LeastDigits(quarn::XpX(X).ldlt().solve(quarn::XpZ(X, y)), certified), 9.0)
         << "the normal equations alone: else the case shows nothing";
 }
 
@@ -71,8 +51,8 @@ TEST(OLSChol, FitsPolynomialsWithWholeCoefficientsToTheLastBit) {
 }
 
 TEST(OLSChol, FillsItsFields) {
-    const MatrixXd X = RandomMatrix(523, 4, 1);
-    const VectorXd y = RandomMatrix(523, 1, 2);
+    const MatrixXd X = Normals(523, 4, 1);
+    const VectorXd y = Normals(523, 1, 2);
     const OLSChol plain(y, X), labelled(y, X, "wage", {"a", "b"});
     EXPECT_LT((X.transpose() * plain.e).cwiseAbs().maxCoeff(), 1e-12);
     EXPECT_LT((y - X * plain.b - plain.e).cwiseAbs().maxCoeff(), 1e-14);
@@ -89,24 +69,24 @@ TEST(OLSChol, FillsItsFields) {
 }
 
 TEST(OLSChol, EndsWithHopelessData) {
-    const VectorXd y = RandomMatrix(20, 1, 3);
-    MatrixXd X = RandomMatrix(20, 3, 4);
+    const VectorXd y = Normals(20, 1, 3);
+    MatrixXd X = Normals(20, 3, 4);
     X.col(2) = X.col(0) + X.col(1);
     EXPECT_TRUE(OLSChol(y, X).ldlt.info() == Eigen::Success) << "collinear";
-    EXPECT_FALSE(std::isfinite(OLSChol(y.head(3), RandomMatrix(3, 3, 5)).s2) &&
-                 OLSChol(y.head(3), RandomMatrix(3, 3, 5)).s2 > 0.0)
+    EXPECT_FALSE(std::isfinite(OLSChol(y.head(3), Normals(3, 3, 5)).s2) &&
+                 OLSChol(y.head(3), Normals(3, 3, 5)).s2 > 0.0)
         << "as many columns as rows";
-    EXPECT_TRUE((OLSChol(VectorXd::Zero(20), RandomMatrix(20, 3, 6)).b.array() == 0.0).all());
-    X(7, 1) = std::numeric_limits<double>::quiet_NaN();
+    EXPECT_TRUE((OLSChol(VectorXd::Zero(20), Normals(20, 3, 6)).b.array() == 0.0).all());
+    X(7, 1) = quarn::testing::NaN;
     EXPECT_TRUE(OLSChol(y, X).b.array().isNaN().any());
     EXPECT_EQ(OLSChol(VectorXd(), MatrixXd(0, 2)).N, 0);
 }
 
 TEST(ResidualProducts, AgreeWithLongSumsWhereverTheRowsEnd) {
     for (const Index n : {1, 15, 16, 17, 255, 256, 257, 271, 1000}) {
-        MatrixXd X = RandomMatrix(n, 3, 7);
+        MatrixXd X = Normals(n, 3, 7);
         X.col(1) *= 1e8;
-        const VectorXd b = RandomMatrix(3, 1, 8), noise = 1e-6 * RandomMatrix(n, 1, 9), y = X * b + noise;
+        const VectorXd b = Normals(3, 1, 8), noise = 1e-6 * Normals(n, 1, 9), y = X * b + noise;
         VectorXd e, g, ePortable, gPortable;
         quarn::detail::ResidualProducts(X, y, b, e, g, Best);
         quarn::detail::ResidualProducts(X, y, b, ePortable, gPortable, Portable);

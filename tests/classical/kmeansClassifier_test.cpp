@@ -1,3 +1,5 @@
+#include "../support/Matrices.h"
+
 #include <quarn/classical/kmeansClassifier.h>
 #include <quarn/numerics/DescriptiveStatistics.h>
 
@@ -16,15 +18,10 @@ using quarn::kmeansClassifier;
 using quarn::MatrixXd;
 using quarn::MatrixXi;
 using quarn::RowVectorXd;
+using quarn::testing::Normals;
 
 MatrixXi Classify(const MatrixXd& draws, int K, int nInitial) {
     return kmeansClassifier(std::make_shared<MatrixXd>(draws), K, nInitial).classification;
-}
-
-MatrixXd RandomMatrix(Index rows, Index columns, std::uint64_t seed) {
-    std::mt19937_64 engine(seed);
-    std::normal_distribution<double> normal;
-    return MatrixXd::NullaryExpr(rows, columns, [&](Index, Index) { return normal(engine); });
 }
 
 /// All permutations compared, in lexicographic order.
@@ -62,7 +59,7 @@ MatrixXi CompareAll(const MatrixXd& draws, int K, Index nInitial) {
 TEST(kmeansClassifier, ChoosesWhatAComparisonOfAllPermutationsChooses) {
     for (int K = 1; K <= 6; ++K) {
         for (const Index m : {1, 3}) {
-            MatrixXd draws = RandomMatrix(60, K * m, static_cast<std::uint64_t>(K));
+            MatrixXd draws = Normals(60, K * m, static_cast<std::uint64_t>(K));
             EXPECT_EQ(Classify(draws, K, 7), CompareAll(draws, K, 7)) << K << ", " << m;
             draws = draws.array().round();  // many ties
             EXPECT_EQ(Classify(draws, K, 1), CompareAll(draws, K, 1)) << K << ", " << m;
@@ -76,7 +73,7 @@ TEST(kmeansClassifier, RecoversPlantedPermutations) {
     constexpr int K = 8;
     constexpr Index m = 3, R = 2000, first = 100;
     std::mt19937_64 engine(5);
-    MatrixXd draws = 0.1 * RandomMatrix(R, K * m, 6);
+    MatrixXd draws = 0.1 * Normals(R, K * m, 6);
     MatrixXi planted(R, K);
     std::vector<int> p(K);
     for (Index r = 0; r < R; ++r) {
@@ -94,12 +91,12 @@ TEST(kmeansClassifier, KeepsTheIdentityWhereDistancesAreNoNumbers) {
     const MatrixXi identity = Eigen::RowVector3i(0, 1, 2).replicate(5, 1);
     for (const double constant : {0.0, 3.0, -3.0}) {
         for (const Index columns : {1, 2, 3}) {
-            MatrixXd draws = RandomMatrix(5, 3, 8);
+            MatrixXd draws = Normals(5, 3, 8);
             draws.leftCols(columns).setConstant(constant);
             EXPECT_EQ(Classify(draws, 3, 2), identity) << constant << ", " << columns;
         }
     }
-    EXPECT_EQ(Classify(RandomMatrix(1, 3, 9), 3, 1), identity.topRows(1)) << "one draw has no variance";
+    EXPECT_EQ(Classify(Normals(1, 3, 9), 3, 1), identity.topRows(1)) << "one draw has no variance";
     EXPECT_EQ(Classify(MatrixXd(0, 6), 3, 2).cols(), 3);
     EXPECT_EQ(kmeansClassifier::triangMat2Vec(MatrixXd::Identity(2, 2)), Eigen::Vector3d(1.0, 0.0, 1.0));
 }

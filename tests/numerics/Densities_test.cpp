@@ -1,3 +1,5 @@
+#include "../support/Matrices.h"
+
 #include <quarn/numerics/Densities.h>
 #include <quarn/numerics/NormalTail_detail.h>
 
@@ -10,7 +12,6 @@
 
 #include <cmath>
 #include <functional>
-#include <limits>
 #include <string>
 #include <vector>
 
@@ -18,14 +19,13 @@ namespace {
 
 using quarn::MatrixXd;
 using quarn::RowVectorXd;
+using quarn::testing::Infinity;
+using quarn::testing::NaN;
 using Digits = boost::multiprecision::cpp_bin_float_50;
-
-constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
-constexpr double Infinity = std::numeric_limits<double>::infinity();
 
 using Scalar = double (*)(const double&, const double&, const double&);
 using Cells = void (*)(const MatrixXd&, double, double, MatrixXd&);
-using Reference = Digits (*)(const Digits&, const Digits&, const Digits&);
+using D = const Digits&;
 
 Digits Density(const Digits& z) { return exp(-z * z / 2) / sqrt(boost::math::constants::two_pi<Digits>()); }
 Digits Upper(const Digits& z) { return boost::math::erfc(z / sqrt(Digits(2))) / 2; }
@@ -36,7 +36,7 @@ struct Family {
     const char* name;
     Scalar scalar;  // null where there is a matrix form alone
     Cells cells;
-    Reference reference;
+    Digits (*reference)(D x, D m, D s);
     double m, s;
     std::vector<double> points;
     double tolerance;  // relative
@@ -46,39 +46,24 @@ std::vector<Family> Families() {
     const std::vector<double> line = {-30.0, -3.0, -0.1, 0.0, 1e-9, 0.7, 1.5, 4.0, 33.0};
     const std::vector<double> positive = {0.0, 1e-6, 0.03, 0.7, 2.0, 11.0};
     const std::vector<double> share = {1e-12, 1e-3, 0.2, 0.5, 0.77, 0.999};
-    const Reference normalDensity = [](const Digits& x, const Digits& m, const Digits& s) -> Digits {
-        return Density((x - m) / s) / s;
-    };
-    const Reference normalProbability = [](const Digits& x, const Digits& m, const Digits& s) -> Digits {
-        return Upper((m - x) / s);
-    };
-    const Reference logitDensity = [](const Digits& x, const Digits& m, const Digits& s) -> Digits {
-        return Density((LogOdds(x) - m) / s) / (s * x * (1 - x));
-    };
-    const Reference logitProbability = [](const Digits& x, const Digits& m, const Digits& s) -> Digits {
-        return Upper((m - LogOdds(x)) / s);
-    };
-    const Reference tailDensity = [](const Digits& x, const Digits& m, const Digits& s) -> Digits {
-        return Density((x - m) / s) / s / Upper(-m / s);
-    };
-    const Reference tailProbability = [](const Digits& x, const Digits& m, const Digits& s) -> Digits {
-        return 1 - Upper((x - m) / s) / Upper(-m / s);
-    };
-    const Reference logisticDensity = [](const Digits& x, const Digits& m, const Digits& s) -> Digits {
-        const Digits e = exp((m - x) / s);
-        return e / (s * (1 + e) * (1 + e));
-    };
-    const Reference logisticProbability = [](const Digits& x, const Digits& m, const Digits& s) -> Digits {
-        return 1 / (1 + exp((m - x) / s));
-    };
+    const auto tailDensity = [](D x, D m, D s) -> Digits { return Density((x - m) / s) / s / Upper(-m / s); };
+    const auto tailProbability = [](D x, D m, D s) -> Digits { return 1 - Upper((x - m) / s) / Upper(-m / s); };
     using namespace quarn;
     std::vector<Family> all = {
-        {"normpdf", nullptr, normpdf, normalDensity, 0.5, 1.25, line, 1e-13},
-        {"normcdf", nullptr, normcdf, normalProbability, 0.5, 1.25, line, 1e-13},
-        {"logitnormpdf", logitnormpdf, logitnormpdf, logitDensity, -0.3, 1.7, share, 1e-13},
-        {"logitnormcdf", logitnormcdf, logitnormcdf, logitProbability, -0.3, 1.7, share, 1e-13},
-        {"logisticpdf", logisticpdf, logisticpdf, logisticDensity, 0.5, 0.11, line, 2e-13},
-        {"logisticcdf", logisticcdf, logisticcdf, logisticProbability, 0.5, 0.11, line, 2e-13},
+        {"normpdf", nullptr, normpdf, [](D x, D m, D s) -> Digits { return Density((x - m) / s) / s; }, 0.5, 1.25, line,
+         1e-13},
+        {"normcdf", nullptr, normcdf, [](D x, D m, D s) -> Digits { return Upper((m - x) / s); }, 0.5, 1.25, line,
+         1e-13},
+        {"logitnormpdf", logitnormpdf, logitnormpdf,
+         [](D x, D m, D s) -> Digits { return Density((LogOdds(x) - m) / s) / (s * x * (1 - x)); }, -0.3, 1.7, share,
+         1e-13},
+        {"logitnormcdf", logitnormcdf, logitnormcdf,
+         [](D x, D m, D s) -> Digits { return Upper((m - LogOdds(x)) / s); }, -0.3, 1.7, share, 1e-13},
+        {"logisticpdf", logisticpdf, logisticpdf,
+         [](D x, D m, D s) -> Digits { return 1 / (s * (2 + exp((m - x) / s) + exp((x - m) / s))); }, 0.5, 0.11, line,
+         2e-13},
+        {"logisticcdf", logisticcdf, logisticcdf, [](D x, D m, D s) -> Digits { return 1 / (1 + exp((m - x) / s)); },
+         0.5, 0.11, line, 2e-13},
     };
     for (const double m : {2.0, 0.0, -1.0, -37.0, -90.0}) {  // 1 - Phi(90) is below the smallest double
         all.push_back({"truncnpdf", truncnpdf, truncnpdf, tailDensity, m, 1.0, positive, 1e-13});
@@ -153,10 +138,10 @@ TEST(Densities, OfBoostAgreeInBothForms) {
 }
 
 TEST(MultivariateNormalDensity, IsTheProductOfItsConditionalDensities) {
-    const RowVectorXd m = (RowVectorXd(2) << 1.0, -2.0).finished();
-    const MatrixXd V = (MatrixXd(2, 2) << 4.0, 1.2, 1.2, 0.9).finished();
+    const RowVectorXd m{{1.0, -2.0}};
+    const MatrixXd V = MatrixXd{{4.0, 1.2}, {1.2, 0.9}};
     const MatrixXd F = V.llt().matrixL().solve(MatrixXd::Identity(2, 2));
-    const MatrixXd X = (MatrixXd(3, 2) << 1.0, -2.0, 0.3, 0.4, 5.0, -3.0).finished();
+    const MatrixXd X = MatrixXd{{1.0, -2.0}, {0.3, 0.4}, {5.0, -3.0}};
     MatrixXd out, first, second;
     quarn::mvnormpdf(X, m, V, F, out);
     ASSERT_EQ(out.rows(), 3);

@@ -223,20 +223,17 @@ TEST(KDensity, SharesOneGridAndGivesNaNWhereThereIsNoDensity) {
 }
 
 TEST(ComputePosteriors, ShareOneUnitOfProbability) {
-    const auto posteriors = [](const std::vector<double>& logMarginal, const std::vector<double>& priors) {
-        const auto m = static_cast<Index>(priors.size());
-        return quarn::ComputePosteriors(Eigen::Map<const VectorXd>(logMarginal.data(), m),
-                                        Eigen::Map<const VectorXd>(priors.data(), m));
-    };
+    using quarn::ComputePosteriors;
     const Eigen::Vector3d weights(2.0 * std::exp(-1.25), 6.0 * std::exp(-2.75), 1.0);
-    EXPECT_TRUE(posteriors({-1000.5, -1002.0, -999.25}, {2.0, 6.0, 1.0}).isApprox(weights / weights.sum(), 1e-13));
-    EXPECT_EQ(posteriors({3, 3, 3, 3}, {7, 7, 7, 7}), VectorXd::Constant(4, 0.25));
-    EXPECT_EQ(posteriors({-10000, 0}, {1, 1}), Eigen::Vector2d(0, 1));
-    EXPECT_EQ(posteriors({1e300, -1e300}, {1, 1}), Eigen::Vector2d(1, 0));
-    EXPECT_EQ(posteriors({5, 5, 1}, {0, 0, 1}), Eigen::Vector3d(0, 0, 1));
-    EXPECT_EQ(posteriors({}, {}).size(), 0);
-    EXPECT_TRUE(posteriors({NaN, 1}, {1, 1}).array().isNaN().all());
-    EXPECT_TRUE(posteriors({1, 2}, {0, 0}).array().isNaN().all());
+    EXPECT_TRUE(ComputePosteriors(VectorXd{{-1000.5, -1002.0, -999.25}}, VectorXd{{2.0, 6.0, 1.0}})
+                    .isApprox(weights / weights.sum(), 1e-13));
+    EXPECT_EQ(ComputePosteriors(VectorXd{{3, 3, 3, 3}}, VectorXd{{7, 7, 7, 7}}), VectorXd::Constant(4, 0.25));
+    EXPECT_EQ(ComputePosteriors(VectorXd{{-10000, 0}}, VectorXd{{1, 1}}), Eigen::Vector2d(0, 1));
+    EXPECT_EQ(ComputePosteriors(VectorXd{{1e300, -1e300}}, VectorXd{{1, 1}}), Eigen::Vector2d(1, 0));
+    EXPECT_EQ(ComputePosteriors(VectorXd{{5, 5, 1}}, VectorXd{{0, 0, 1}}), Eigen::Vector3d(0, 0, 1));
+    EXPECT_EQ(ComputePosteriors(VectorXd(), VectorXd()).size(), 0);
+    EXPECT_TRUE(ComputePosteriors(VectorXd{{NaN, 1}}, VectorXd{{1, 1}}).array().isNaN().all());
+    EXPECT_TRUE(ComputePosteriors(VectorXd{{1, 2}}, VectorXd{{0, 0}}).array().isNaN().all());
 }
 
 }  // namespace

@@ -1,14 +1,16 @@
+#include "../support/Matrices.h"
+
 #include <quarn/numerics/Sorting.h>
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
 #include <cstdint>
 #include <limits>
 #include <random>
-#include <utility>
+#include <string>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -18,41 +20,21 @@ using quarn::MatrixXd;
 using quarn::MatrixXi;
 using quarn::VectorXd;
 using quarn::VectorXi;
-
-constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
-constexpr double Infinity = std::numeric_limits<double>::infinity();
+using quarn::testing::Infinity;
+using quarn::testing::NaN;
+using quarn::testing::SameCells;
 
 std::vector<int> List(const VectorXi& p) { return {p.begin(), p.end()}; }
 
-VectorXi Positions(Index n) {
-    VectorXi positions(n);
-    for (Index i = 0; i < n; ++i) positions[i] = static_cast<int>(i);
-    return positions;
-}
+VectorXi Positions(Index n) { return VectorXi::LinSpaced(n, 0, static_cast<int>(n) - 1); }
 
-/// The bytes, so that NaN equals NaN and -0.0 differs from 0.0.
-bool SameBytes(const MatrixXd& A, const MatrixXd& B) {
-    return A.rows() == B.rows() && A.cols() == B.cols() &&
-           std::equal(A.data(), A.data() + A.size(), B.data(), [](double a, double b) {
-               return std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b);
-           });
-}
-
-/// The definition: pairs of value and position, then positions of NaN.
-template <class Vector>
-std::vector<int> SortedByPairs(const Vector& x) {
-    std::vector<std::pair<double, int>> pairs;
-    std::vector<int> order, missing;
-    for (int i = 0; i < x.size(); ++i) {
-        if (std::isnan(static_cast<double>(x[i]))) {
-            missing.push_back(i);
-        } else {
-            pairs.emplace_back(x[i], i);
-        }
-    }
-    std::sort(pairs.begin(), pairs.end());
-    for (const auto& pair : pairs) order.push_back(pair.second);
-    order.insert(order.end(), missing.begin(), missing.end());
+/// The definition: by value, those not a number last, and by position.
+std::vector<int> SortedByPairs(const VectorXd& x) {
+    std::vector<std::tuple<bool, double, int>> cells;
+    for (int i = 0; i < x.size(); ++i) cells.emplace_back(std::isnan(x[i]), std::isnan(x[i]) ? 0.0 : x[i], i);
+    std::sort(cells.begin(), cells.end());
+    std::vector<int> order;
+    for (const auto& cell : cells) order.push_back(std::get<2>(cell));
     return order;
 }
 
@@ -130,16 +112,14 @@ void ExpectSortedRunByRun(const MatrixXd& m, const VectorXi& columns) {
     const MatrixXd sorted = quarn::SortMatrixVarIndex(m, columns, order);
     ASSERT_EQ(List(order.array() - 100), expected) << m.rows() << " rows by " << columns.transpose();
     const VectorXi p = Eigen::Map<const VectorXi>(expected.data(), m.rows());
-    ASSERT_TRUE(SameBytes(sorted, quarn::SortMatrix(m, p)));
-    ASSERT_TRUE(SameBytes(quarn::SortMatrixVarIndex(m, columns), sorted));
+    ASSERT_TRUE(SameCells(sorted, quarn::SortMatrix(m, p)));
+    ASSERT_TRUE(SameCells(quarn::SortMatrixVarIndex(m, columns), sorted));
 }
 
 TEST(SortIndex, PutsTiesInOrderOfPositionAndMissingCellsLast) {
-    VectorXd x(7);
-    x << 2, NaN, -0.0, 2, 0.0, NaN, -Infinity;
+    const VectorXd x{{2, NaN, -0.0, 2, 0.0, NaN, -Infinity}};
     EXPECT_EQ(List(quarn::SortIndex(x)), (std::vector<int>{6, 2, 4, 0, 3, 1, 5}));
-    VectorXi i(4);
-    i << 3, std::numeric_limits<int>::max(), 3, std::numeric_limits<int>::min();
+    const VectorXi i{{3, std::numeric_limits<int>::max(), 3, std::numeric_limits<int>::min()}};
     EXPECT_EQ(List(quarn::SortIndex_int(i)), (std::vector<int>{3, 0, 2, 1}));
     EXPECT_EQ(List(quarn::SortVector_int(i)), (std::vector<int>{i[3], 3, 3, i[1]}));
 }
@@ -157,24 +137,21 @@ TEST(SortIndex, EqualsTheSortOfPairsForEveryKindOfColumnAndSize) {
             const VectorXd x = MixedTable(n, {kind}, 1);
             const VectorXi p = quarn::SortIndex(x);
             ASSERT_EQ(List(p), SortedByPairs(x)) << "kind " << kind << ", " << n;
-            ASSERT_TRUE(SameBytes(quarn::SortVector(x), quarn::SortVector(x, p)));
+            ASSERT_TRUE(SameCells(quarn::SortVector(x), quarn::SortVector(x, p)));
         }
     }
 }
 
 TEST(SortMatrixVarIndex, OrdersByTheFirstColumnAndThenByTheNext) {
-    MatrixXd m(4, 3);
-    m << 2, 1, 0, 1, 9, 1, 2, 0, 2, 1, 8, 3;
-    MatrixXd expected(4, 3);
-    expected << 1, 8, 3, 1, 9, 1, 2, 0, 2, 2, 1, 0;
-    EXPECT_TRUE(SameBytes(quarn::SortMatrixVarIndex(m, VectorXi::LinSpaced(2, 0, 1)), expected));
-    EXPECT_TRUE(SameBytes(quarn::SortMatrixVarIndex(m, VectorXi()), m));
+    const MatrixXd m{{2, 1, 0}, {1, 9, 1}, {2, 0, 2}, {1, 8, 3}};
+    const MatrixXd expected{{1, 8, 3}, {1, 9, 1}, {2, 0, 2}, {2, 1, 0}};
+    EXPECT_TRUE(SameCells(quarn::SortMatrixVarIndex(m, VectorXi::LinSpaced(2, 0, 1)), expected));
+    EXPECT_TRUE(SameCells(quarn::SortMatrixVarIndex(m, VectorXi()), m));
     EXPECT_EQ(quarn::SortMatrixVarIndex(MatrixXd(0, 3), VectorXi::Constant(1, 2)).cols(), 3);
 }
 
 TEST(SortMatrixVarIndex, NeverReordersRowsWhoseKeyIsNotFinite) {
-    MatrixXd m(6, 2);
-    m << Infinity, 3, NaN, 2, Infinity, 1, NaN, 1, -Infinity, 2, -Infinity, 1;
+    const MatrixXd m{{Infinity, 3}, {NaN, 2}, {Infinity, 1}, {NaN, 1}, {-Infinity, 2}, {-Infinity, 1}};
     VectorXi order = Positions(6);
     quarn::SortMatrixVarIndex(m, VectorXi::LinSpaced(2, 0, 1), order);
     EXPECT_EQ(List(order), (std::vector<int>{4, 5, 0, 2, 1, 3}));
@@ -199,7 +176,7 @@ TEST(SortMatrixVarIndex, OfIntegersEqualsTheSortRunByRun) {
             const MatrixXi m = MatrixXi::NullaryExpr(rows, 3, [&](Index, Index) {
                 return static_cast<int>(engine() % static_cast<unsigned>(spread)) * (engine() % 2 == 0 ? 1 : -1);
             });
-            const VectorXi columns = (VectorXi(3) << 2, 0, 1).finished();
+            const VectorXi columns{{2, 0, 1}};
             VectorXi order = Positions(rows);
             const MatrixXi sorted = quarn::SortMatrixVarIndex_int(m, columns, order);
             ASSERT_EQ(List(order), OrderRunByRun(m, columns));
@@ -227,12 +204,12 @@ TEST(SortOrderToInt, GivesDenseRanksInByteOrder) {
 TEST(MatrixSort, SortsEachColumnOrEachRowByItself) {
     const MatrixXd X = MixedTable(40, {0, 1, 3, 5}, 4);
     const MatrixXd byColumn = quarn::matrixSort(X), byRow = quarn::matrixSortRowwise(X);
-    for (Index j = 0; j < X.cols(); ++j) EXPECT_TRUE(SameBytes(byColumn.col(j), quarn::SortVector(X.col(j))));
+    for (Index j = 0; j < X.cols(); ++j) EXPECT_TRUE(SameCells(byColumn.col(j), quarn::SortVector(X.col(j))));
     for (Index i = 0; i < X.rows(); ++i) {
-        EXPECT_TRUE(SameBytes(byRow.row(i).transpose(), quarn::SortVector(X.row(i).transpose())));
+        EXPECT_TRUE(SameCells(byRow.row(i).transpose(), quarn::SortVector(X.row(i).transpose())));
     }
-    EXPECT_TRUE(SameBytes(quarn::matrixSort(std::make_shared<MatrixXd>(X)), byColumn));
-    EXPECT_TRUE(SameBytes(quarn::matrixSortRowwise(std::make_shared<MatrixXd>(X)), byRow));
+    EXPECT_TRUE(SameCells(quarn::matrixSort(std::make_shared<MatrixXd>(X)), byColumn));
+    EXPECT_TRUE(SameCells(quarn::matrixSortRowwise(std::make_shared<MatrixXd>(X)), byRow));
 }
 
 }  // namespace

@@ -5,8 +5,20 @@
 #include <bit>
 #include <cmath>
 #include <cstdint>
+#include <limits>
+#include <random>
 
 namespace quarn::testing {
+
+constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double Infinity = std::numeric_limits<double>::infinity();
+
+/// Standard normal draws.
+inline MatrixXd Normals(Eigen::Index rows, Eigen::Index columns, std::uint64_t seed) {
+    std::mt19937_64 engine(seed);
+    std::normal_distribution<double> normal;
+    return MatrixXd::NullaryExpr(rows, columns, [&](Eigen::Index, Eigen::Index) { return normal(engine); });
+}
 
 /// The same double bit by bit, signs of zeros included; any NaN equals any other.
 inline bool SameCell(double a, double b) {
