@@ -8,7 +8,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
 #include <numbers>
 
 namespace {
@@ -17,11 +16,9 @@ using Eigen::Index;
 using quarn::MatrixXd;
 using quarn::RowVectorXd;
 using quarn::VectorXd;
+using quarn_test::Infinity;
+using quarn_test::NaN;
 using quarn_test::Triple;
-
-#define TRIPLE T.rng, T.unif, T.norm
-
-constexpr double Infinity = std::numeric_limits<double>::infinity();
 
 double Phi(double t) { return cdf(boost::math::normal_distribution<double>(), t); }
 
@@ -32,8 +29,6 @@ MatrixXd Correlation(Index n, double rho) {
         n, n, [&](Index i, Index j) { return std::pow(rho, std::abs(i - j)) * (i == j ? 2.0 : 1.3); });
 }
 
-bool SameState(const Triple& a, const Triple& b) { return a.rng == b.rng && a.norm == b.norm; }
-
 /// The logarithms of the probabilities of the conditions along one path, by the formula.
 VectorXd PlainPath(Triple& T, const MatrixXd& L, const VectorXd& b) {
     const Index n = b.size();
@@ -43,7 +38,7 @@ VectorXd PlainPath(Triple& T, const MatrixXd& L, const VectorXd& b) {
         for (Index k = 0; k < j; ++k) s += L(j, k) * e[k];
         const double t = (b[j] - s) / L(j, j);
         logs[j] = std::log(Phi(t));
-        if (j + 1 < n) e[j] = quarn::tnormrnd_upper(TRIPLE, 0.0, 1.0, t);
+        if (j + 1 < n) e[j] = quarn::tnormrnd_upper(TRIPLE(T), 0.0, 1.0, t);
     }
     return logs;
 }
@@ -61,9 +56,8 @@ TEST(GHK, IsTheMeanOfTheFormulaOverTheDocumentedDraws) {
                 sum += std::exp(logs.sum());
                 sumOfLast += std::exp(logs[n - 1]);
             }
-            EXPECT_NEAR(quarn::GHK(TRIPLE, L, b, R) / (sum / R), 1.0, 1e-13) << n << ' ' << bound;
-            EXPECT_NEAR(quarn::GHK_last_conditional(last.rng, last.unif, last.norm, L, b, R) / (sumOfLast / R), 1.0,
-                        1e-13);
+            EXPECT_NEAR(quarn::GHK(TRIPLE(T), L, b, R) / (sum / R), 1.0, 1e-13) << n << ' ' << bound;
+            EXPECT_NEAR(quarn::GHK_last_conditional(TRIPLE(last), L, b, R) / (sumOfLast / R), 1.0, 1e-13);
             EXPECT_TRUE(SameState(T, reference) && SameState(last, reference)) << n << ' ' << bound;
         }
     }
@@ -74,89 +68,65 @@ TEST(GHK, HasTheSameValueInAllForms) {
     const VectorXd mu = VectorXd::LinSpaced(4, -1.0, 0.5);
     const MatrixXd A = MatrixXd::Identity(4, 4), twice = 2.0 * A, c = MatrixXd::Ones(4, 1);
     Triple T(6), second(6), third(6), fourth(6);
-    const double expected = quarn::GHK(TRIPLE, L, VectorXd(-mu), 50);
-    EXPECT_EQ(quarn::GHK(second.rng, second.unif, second.norm, mu, L, 50), expected);
-    EXPECT_EQ(quarn::GHK(third.rng, third.unif, third.norm, mu, S, A, MatrixXd(0.0 * c), 50), expected);
+    const double expected = quarn::GHK(TRIPLE(T), L, VectorXd(-mu), 50);
+    EXPECT_EQ(quarn::GHK(TRIPLE(second), mu, L, 50), expected);
+    EXPECT_EQ(quarn::GHK(TRIPLE(third), mu, S, A, MatrixXd(0.0 * c), 50), expected);
     const VectorXd shifted = mu + 0.5 * c;  // P(2 x <= 1)
-    EXPECT_NEAR(quarn::GHK(fourth.rng, fourth.unif, fourth.norm, shifted, S, twice, c, 50), expected, 1e-15);
-}
-
-/// Estimate and standard error of 100 runs.
-struct Estimate {
-    template <class Run>
-    explicit Estimate(Run run) {
-        VectorXd values(100);
-        for (double& value : values) value = run();
-        mean = values.mean();
-        error = std::sqrt((values.array() - mean).square().sum() / 99.0 / 100.0);
-    }
-    double mean, error;
-};
-
-/// P(all x(i) <= 0) with x(i) = loading(i) f + sqrt(1 - loading(i)^2) e(i): the factor f integrated by the trapezoidal
-/// rule, which is exact to all digits for such integrands.
-double OneFactor(const VectorXd& loadings) {
-    double sum = 0.0;
-    for (double f = -12.0; f <= 12.0; f += 0x1p-6) {
-        double product = std::exp(-0.5 * f * f) / std::sqrt(2.0 * std::numbers::pi);
-        for (const double a : loadings) product *= Phi(-a * f / std::sqrt(1.0 - a * a));
-        sum += product;
-    }
-    return sum * 0x1p-6;
+    EXPECT_NEAR(quarn::GHK(TRIPLE(fourth), shifted, S, twice, c, 50), expected, 1e-15);
 }
 
 TEST(GHK, ComesCloseToExactProbabilities) {
     const auto expect = [](const MatrixXd& S, double exact) {
         Triple T(7);
-        const VectorXd zero = VectorXd::Zero(S.rows());
         const MatrixXd L = Factor(S);
-        const Estimate estimate([&] { return quarn::GHK(TRIPLE, L, zero, 500); });
-        EXPECT_LT(std::abs(estimate.mean - exact), 5.5 * estimate.error) << S;
-        EXPECT_LT(estimate.error, 0.01 * exact) << S;
+        const VectorXd zero = VectorXd::Zero(S.rows());
+        Eigen::ArrayXd values(100);
+        for (double& value : values) value = quarn::GHK(TRIPLE(T), L, zero, 500);
+        const double error = std::sqrt((values - values.mean()).square().sum() / 99.0 / 100.0);
+        EXPECT_LT(std::abs(values.mean() - exact), 5.5 * error) << S;
+        EXPECT_LT(error, 0.01 * exact) << S;
     };
     const double pi = std::numbers::pi;
-    for (const double rho : {-0.95, -0.3, 0.7, 0.99}) {
+    for (const double rho : {-0.95, 0.7}) {
         expect(MatrixXd{{1.0, rho}, {rho, 1.0}}, 0.25 + std::asin(rho) / (2.0 * pi));
     }
     expect(MatrixXd{{1.0, 0.5, -0.2}, {0.5, 1.0, 0.4}, {-0.2, 0.4, 1.0}},
            0.125 + (std::asin(0.5) + std::asin(-0.2) + std::asin(0.4)) / (4.0 * pi));
-    for (const Index n : {5, 12}) {  // equal correlations of 0.5
-        expect(0.5 * (MatrixXd::Ones(n, n) + MatrixXd::Identity(n, n)), 1.0 / (static_cast<double>(n) + 1.0));
-    }
-    const VectorXd a{{0.9, -0.5, 0.3, 0.7, -0.8, 0.6}};
-    expect(a * a.transpose() + MatrixXd((1.0 - a.array().square()).matrix().asDiagonal()), OneFactor(a));
+    const Index n = 12;  // equal correlations of 0.5
+    expect(0.5 * (MatrixXd::Ones(n, n) + MatrixXd::Identity(n, n)), 1.0 / (static_cast<double>(n) + 1.0));
 }
 
 TEST(GHK, OfOneDimensionOrIndependenceIsExact) {
     Triple T(2);
     const MatrixXd one = MatrixXd::Constant(1, 1, 2.0), X = VectorXd::LinSpaced(3, 1.0, 3.0);
     const VectorXd b = VectorXd::Constant(1, -1.0);
-    EXPECT_EQ(quarn::GHK(TRIPLE, one, b, 0), Phi(-0.5));
-    EXPECT_EQ(quarn::GHK_last_conditional(TRIPLE, one, b, 0), Phi(-0.5));
-    EXPECT_NEAR(quarn::GHK_ratio(TRIPLE, one, one, b, VectorXd(-b), 3), Phi(-0.5) / Phi(0.5), 1e-16);
-    EXPECT_LT((quarn::GHK_mfx(TRIPLE, one, b, X, 0) - pdf(boost::math::normal(), -0.5) * X).norm(), 1e-15);
+    EXPECT_EQ(quarn::GHK(TRIPLE(T), one, b, 0), Phi(-0.5));
+    EXPECT_EQ(quarn::GHK_last_conditional(TRIPLE(T), one, b, 0), Phi(-0.5));
+    EXPECT_NEAR(quarn::GHK_ratio(TRIPLE(T), one, one, b, VectorXd(-b), 3), Phi(-0.5) / Phi(0.5), 1e-16);
+    EXPECT_LT((quarn::GHK_mfx(TRIPLE(T), one, b, X, 0) - pdf(boost::math::normal(), -0.5) * X).norm(), 1e-15);
     const VectorXd far = VectorXd::Constant(1, -76.0);  // a probability that has lost digits
-    EXPECT_EQ(quarn::GHK_ratio(TRIPLE, one, one, far, far, 3), 1.0);
+    EXPECT_EQ(quarn::GHK_ratio(TRIPLE(T), one, one, far, far, 3), 1.0);
     EXPECT_TRUE(SameState(T, Triple(2)));
-    EXPECT_NEAR(quarn::GHK(TRIPLE, MatrixXd(MatrixXd::Identity(3, 3)), VectorXd(VectorXd::Zero(3)), 7), 0.125, 1e-16);
+    EXPECT_NEAR(quarn::GHK(TRIPLE(T), MatrixXd(MatrixXd::Identity(3, 3)), VectorXd(VectorXd::Zero(3)), 7), 0.125,
+                1e-16);
 }
 
 TEST(GHK, AnswersWithoutReplicationsAndOutsideTheRangeOfProbabilities) {
     const MatrixXd L = Factor(Correlation(3, 0.6));
     const VectorXd zero = VectorXd::Zero(3);
     Triple T(3);
-    EXPECT_TRUE(std::isnan(quarn::GHK(TRIPLE, L, zero, 0)));
-    EXPECT_TRUE(std::isnan(quarn::GHK_last_conditional(TRIPLE, L, zero, 0)));
-    EXPECT_TRUE(std::isnan(quarn::GHK_ratio(TRIPLE, L, L, zero, zero, 0)));
-    EXPECT_TRUE(quarn::GHK_mfx(TRIPLE, L, zero, MatrixXd::Identity(3, 3), 0).isZero(0.0));
+    EXPECT_TRUE(std::isnan(quarn::GHK(TRIPLE(T), L, zero, 0)));
+    EXPECT_TRUE(std::isnan(quarn::GHK_last_conditional(TRIPLE(T), L, zero, 0)));
+    EXPECT_TRUE(std::isnan(quarn::GHK_ratio(TRIPLE(T), L, L, zero, zero, 0)));
+    EXPECT_TRUE(quarn::GHK_mfx(TRIPLE(T), L, zero, MatrixXd::Identity(3, 3), 0).isZero(0.0));
     EXPECT_TRUE(SameState(T, Triple(3)));
     for (const double low : {-1e3, -1e200, -Infinity}) {
-        for (const VectorXd& b : {VectorXd{{low, 0.0, 0.0}}, VectorXd{{0.0, low, 0.0}}}) {
-            EXPECT_EQ(quarn::GHK(TRIPLE, L, b, 20), 0.0) << b.transpose();
-            EXPECT_TRUE(quarn::GHK_mfx(TRIPLE, L, b, MatrixXd::Identity(3, 3), 20).isZero(0.0)) << b.transpose();
+        for (const VectorXd& b : {VectorXd{{low, 0.0, 0.0}}, VectorXd{{0.0, low, 0.0}}, VectorXd{{low, low, low}}}) {
+            EXPECT_EQ(quarn::GHK(TRIPLE(T), L, b, 20), 0.0) << b.transpose();
+            EXPECT_TRUE(quarn::GHK_mfx(TRIPLE(T), L, b, MatrixXd::Identity(3, 3), 20).isZero(0.0)) << b.transpose();
         }
     }
-    EXPECT_TRUE(std::isnan(quarn::GHK(TRIPLE, L, VectorXd(zero.array() + NAN), 2)));
+    EXPECT_TRUE(std::isnan(quarn::GHK(TRIPLE(T), L, VectorXd(zero.array() + NaN), 2)));
 }
 
 TEST(GHKRatio, IsTheMeanOfTheRatiosAlsoWhereTheProbabilitiesUnderflow) {
@@ -169,7 +139,7 @@ TEST(GHKRatio, IsTheMeanOfTheRatiosAlsoWhereTheProbabilitiesUnderflow) {
             const double w1 = PlainPath(reference, L1, b1).sum();
             sum += std::exp(w1 - PlainPath(reference, L2, b2).sum());
         }
-        EXPECT_NEAR(quarn::GHK_ratio(TRIPLE, L1, L2, b1, b2, 40) / (sum / 40.0), 1.0, 1e-12) << bound;
+        EXPECT_NEAR(quarn::GHK_ratio(TRIPLE(T), L1, L2, b1, b2, 40) / (sum / 40.0), 1.0, 1e-12) << bound;
         EXPECT_TRUE(SameState(T, reference)) << bound;
     }
 }
@@ -206,7 +176,7 @@ TEST(GHKGradient, IsTheDerivativeOfTheSimulatedProbability) {
                 differences[k] = (4.0 * slope(1.0) - slope(2.0)) / 3.0 / 2e-4;
             }
             Triple T(11);
-            const VectorXd gradient = quarn::GHK_mfx(TRIPLE, L, b, X, 30);
+            const VectorXd gradient = quarn::GHK_mfx(TRIPLE(T), L, b, X, 30);
             EXPECT_LT((gradient - differences).norm(), 1e-8 * std::max(1e-2, gradient.norm())) << n << ' ' << bound;
         }
     }
@@ -218,7 +188,8 @@ TEST(GHKGradient, KeepsTheQuantileInsideTheUnitInterval) {
         for (const double bound : {-20.0, 0.0, 40.0}) {
             Triple T(1);
             T.unif.param(quarn::Unif::param_type(u, u));  // all uniforms are u
-            EXPECT_TRUE(quarn::GHK_mfx(TRIPLE, L, VectorXd::Constant(3, bound), X, 3).allFinite()) << u << ' ' << bound;
+            EXPECT_TRUE(quarn::GHK_mfx(TRIPLE(T), L, VectorXd::Constant(3, bound), X, 3).allFinite())
+                << u << ' ' << bound;
         }
     }
 }

@@ -5,9 +5,17 @@
 
 #include <cmath>
 #include <cstdint>
+#include <cstdlib>
+#include <limits>
 #include <random>
 
 namespace quarn_test {
+
+constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double Infinity = std::numeric_limits<double>::infinity();
+
+inline double Up(double x) { return std::nextafter(x, Infinity); }
+inline double Down(double x) { return std::nextafter(x, -Infinity); }
 
 /// A seeded triple.
 struct Triple {
@@ -17,6 +25,15 @@ struct Triple {
     quarn::Unif unif;
     quarn::Norm norm;
 };
+
+/// The first arguments of every generator.
+#define TRIPLE(T) (T).rng, (T).unif, (T).norm
+
+/// How many draws the law tests make of each law.
+inline Eigen::Index LawDraws() {
+    const char* const text = std::getenv("QUARN_LAW_DRAWS");
+    return text ? std::atoll(text) : 1000000;
+}
 
 /// The documented draws, written down a second time over the plain standard engine, with a spare of its own.
 struct Reference {
@@ -68,6 +85,16 @@ inline bool SameState(const Triple& triple, const Reference& reference) {
     const double next = norm(rng);
     const bool spareValid = rng == triple.rng;
     return spareValid == reference.spareValid && (!spareValid || next == reference.spare);
+}
+
+inline bool SameState(const Triple& a, const Triple& b) { return a.rng == b.rng && a.norm == b.norm; }
+
+/// out(i, j) = draw(i, j), in the order of drawing.
+template <class Draw>
+void ByRows(Eigen::MatrixXd& out, Draw draw) {
+    for (Eigen::Index i = 0; i < out.rows(); ++i) {
+        for (Eigen::Index j = 0; j < out.cols(); ++j) out(i, j) = draw(i, j);
+    }
 }
 
 inline bool SameDigits(const Eigen::MatrixXd& A, const Eigen::MatrixXd& B) {

@@ -5,44 +5,24 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <limits>
 #include <numbers>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
 
 using Eigen::Index;
 using quarn::MatrixXd;
+using quarn_test::ByRows;
+using quarn_test::Infinity;
+using quarn_test::NaN;
 using quarn_test::Reference;
 using quarn_test::SameDigits;
 using quarn_test::SameState;
 using quarn_test::Triple;
 
-constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
-constexpr double infinity = std::numeric_limits<double>::infinity();
-
-// The laws as their contracts state them.
-
-double Gamma(Reference& T, double a, double r) { return T.Gamma(a, r); }
-double Weibull(Reference& T, double k, double s) { return s * std::pow(-std::log(1 - T.U()), 1 / k); }
-double Gumbel(Reference& T, double m, double b) { return m - b * std::log(-std::log(T.U())); }
-
-double Beta(Reference& T, double a, double b) {
-    const double x = Gamma(T, a, 80), y = Gamma(T, b, 80);
-    return x / (x + y);
-}
-
-double F(Reference& T, double df1, double df2) {
-    const double x = Gamma(T, df1 / 2, 0.5), y = Gamma(T, df2 / 2, 0.5);
-    return df2 / df1 * (x / y);
-}
-
-double Student(Reference& T, double df) {
-    const double g = Gamma(T, df / 2, df / 2);
-    return T.Z() / std::sqrt(g);
-}
-
+/// The law as its contract states it.
 double Poisson(Reference& T, double lambda) {
     if (lambda >= 1000) return std::round(T.Z() * std::sqrt(lambda) + lambda);
     if (lambda < 30) {
@@ -65,98 +45,100 @@ double Poisson(Reference& T, double lambda) {
 }
 
 using Law = std::function<double(Reference&)>;
-using LawMatrix = std::function<void(Reference&, MatrixXd&)>;
-using Scalar = std::function<double(Triple&)>;
 using Form = std::function<void(Triple&, MatrixXd&)>;
 
 /// A law with one set of parameters in all its forms. cells: the law in forms with out, where that is not cell by cell.
 struct Case {
     std::string name;
     Law law;
-    Scalar scalar;
+    std::function<double(Triple&)> scalar;
     std::vector<Form> forms;
-    LawMatrix cells = {};
+    std::function<void(Reference&, MatrixXd&)> cells = {};
 };
-
-void ByRows(MatrixXd& out, const std::function<double(Index, Index)>& draw) {
-    for (Index i = 0; i < out.rows(); ++i) {
-        for (Index j = 0; j < out.cols(); ++j) out(i, j) = draw(i, j);
-    }
-}
 
 MatrixXd Like(const MatrixXd& out, double value) { return MatrixXd::Constant(out.rows(), out.cols(), value); }
 
-#define TRIPLE T.rng, T.unif, T.norm
+/// The forms of a family: one draw, and out filled with shared parameters and with matrices of them.
+template <class Family, class... Double>
+Case CaseOf(const char* name, const Law& law, Family family, Double... p) {
+    return {(name + ... + (' ' + std::to_string(p))),
+            law,
+            [=](Triple& T) { return family(T, p...); },
+            {[=](Triple& T, MatrixXd& out) { family(T, p..., out); },
+             [=](Triple& T, MatrixXd& out) { family(T, Like(out, p)..., out); }}};
+}
+
+// The families, each by one name for all its forms.
+constexpr auto gamma = [](Triple& T, auto&&... x) { return quarn::gamrnd(TRIPLE(T), x...); };
+constexpr auto weibull = [](Triple& T, auto&&... x) { return quarn::weibullrnd(T.rng, T.unif, x...); };
+constexpr auto gumbel = [](Triple& T, auto&&... x) { return quarn::evrnd(T.rng, T.unif, x...); };
+constexpr auto beta = [](Triple& T, auto&&... x) { return quarn::betarnd(TRIPLE(T), x...); };
+constexpr auto chi2 = [](Triple& T, auto&&... x) { return quarn::chi2rnd(TRIPLE(T), x...); };
+constexpr auto f = [](Triple& T, auto&&... x) { return quarn::frnd(TRIPLE(T), x...); };
+constexpr auto student = [](Triple& T, auto&&... x) { return quarn::trnd(TRIPLE(T), x...); };
+
+// The laws as their contracts state them.
 
 Case GammaCase(double a, double r) {
-    return {"gamma " + std::to_string(a),
-            [=](Reference& T) { return Gamma(T, a, r); },
-            [=](Triple& T) { return quarn::gamrnd(TRIPLE, a, r); },
-            {[=](Triple& T, MatrixXd& out) { quarn::gamrnd(TRIPLE, a, r, out); },
-             [=](Triple& T, MatrixXd& out) { quarn::gamrnd(TRIPLE, Like(out, a), Like(out, r), out); },
-             [=](Triple& T, MatrixXd& out) { quarn::gamrnd(TRIPLE, Like(out, a), r, out); }}};
+    const auto law = [=](Reference& T) { return T.Gamma(a, r); };
+    Case c = CaseOf("gamma", law, gamma, a, r);
+    c.forms.push_back([=](Triple& T, MatrixXd& out) { gamma(T, Like(out, a), r, out); });
+    return c;
 }
 
 Case WeibullCase(double k, double s) {
-    return {"weibull " + std::to_string(k),
-            [=](Reference& T) { return Weibull(T, k, s); },
-            [=](Triple& T) { return quarn::weibullrnd(T.rng, T.unif, k, s); },
-            {[=](Triple& T, MatrixXd& out) { quarn::weibullrnd(T.rng, T.unif, k, s, out); },
-             [=](Triple& T, MatrixXd& out) { quarn::weibullrnd(T.rng, T.unif, Like(out, k), Like(out, s), out); }}};
+    const auto law = [=](Reference& T) { return s * std::pow(-std::log(1 - T.U()), 1 / k); };
+    return CaseOf("weibull", law, weibull, k, s);
 }
 
 Case GumbelCase(double m, double b) {
-    return {"extreme value " + std::to_string(m),
-            [=](Reference& T) { return Gumbel(T, m, b); },
-            [=](Triple& T) { return quarn::evrnd(T.rng, T.unif, m, b); },
-            {[=](Triple& T, MatrixXd& out) { quarn::evrnd(T.rng, T.unif, m, b, out); },
-             [=](Triple& T, MatrixXd& out) { quarn::evrnd(T.rng, T.unif, Like(out, m), Like(out, b), out); }}};
+    const auto law = [=](Reference& T) { return m - b * std::log(-std::log(T.U())); };
+    return CaseOf("extreme value", law, gumbel, m, b);
 }
 
 Case BetaCase(double a, double b) {
-    return {"beta " + std::to_string(a),
-            [=](Reference& T) { return Beta(T, a, b); },
-            [=](Triple& T) { return quarn::betarnd(TRIPLE, a, b); },
-            {[=](Triple& T, MatrixXd& out) { quarn::betarnd(TRIPLE, a, b, out); },
-             [=](Triple& T, MatrixXd& out) { quarn::betarnd(TRIPLE, Like(out, a), Like(out, b), out); }}};
+    const auto law = [=](Reference& T) {
+        const double x = T.Gamma(a, 80), y = T.Gamma(b, 80);
+        return x / (x + y);
+    };
+    return CaseOf("beta", law, beta, a, b);
 }
 
 Case Chi2Case(double df) {
-    return {"chi2 " + std::to_string(df),
-            [=](Reference& T) { return Gamma(T, df / 2, 0.5); },
-            [=](Triple& T) { return quarn::chi2rnd(TRIPLE, df); },
-            {[=](Triple& T, MatrixXd& out) { quarn::chi2rnd(TRIPLE, df, out); },
-             [=](Triple& T, MatrixXd& out) { quarn::chi2rnd(TRIPLE, Like(out, df), out); }}};
+    const auto law = [=](Reference& T) { return T.Gamma(df / 2, 0.5); };
+    return CaseOf("chi2", law, chi2, df);
 }
 
 Case FCase(double df1, double df2) {
-    return {"F " + std::to_string(df1),
-            [=](Reference& T) { return F(T, df1, df2); },
-            [=](Triple& T) { return quarn::frnd(TRIPLE, df1, df2); },
-            {[=](Triple& T, MatrixXd& out) { quarn::frnd(TRIPLE, df1, df2, out); },
-             [=](Triple& T, MatrixXd& out) { quarn::frnd(TRIPLE, Like(out, df1), Like(out, df2), out); }},
-            [=](Reference& T, MatrixXd& out) {
-                ByRows(out, [&](Index, Index) { return Gamma(T, df1 / 2, 0.5); });
-                ByRows(out, [&](Index i, Index j) { return df2 / df1 * (out(i, j) / Gamma(T, df2 / 2, 0.5)); });
-            }};
+    const auto law = [=](Reference& T) {
+        const double x = T.Gamma(df1 / 2, 0.5), y = T.Gamma(df2 / 2, 0.5);
+        return df2 / df1 * (x / y);
+    };
+    Case c = CaseOf("F", law, f, df1, df2);
+    c.cells = [=](Reference& T, MatrixXd& out) {
+        ByRows(out, [&](Index, Index) { return T.Gamma(df1 / 2, 0.5); });
+        ByRows(out, [&](Index i, Index j) { return df2 / df1 * (out(i, j) / T.Gamma(df2 / 2, 0.5)); });
+    };
+    return c;
 }
 
 Case StudentCase(double df) {
-    return {"t " + std::to_string(df),
-            [=](Reference& T) { return Student(T, df); },
-            [=](Triple& T) { return quarn::trnd(TRIPLE, df); },
-            {[=](Triple& T, MatrixXd& out) { quarn::trnd(TRIPLE, df, out); },
-             [=](Triple& T, MatrixXd& out) { quarn::trnd(TRIPLE, Like(out, df), out); }},
-            [=](Reference& T, MatrixXd& out) {
-                ByRows(out, [&](Index, Index) { return Gamma(T, df / 2, df / 2); });
-                ByRows(out, [&](Index i, Index j) { return T.Z() / std::sqrt(out(i, j)); });
-            }};
+    const auto law = [=](Reference& T) {
+        const double g = T.Gamma(df / 2, df / 2);
+        return T.Z() / std::sqrt(g);
+    };
+    Case c = CaseOf("t", law, student, df);
+    c.cells = [=](Reference& T, MatrixXd& out) {
+        ByRows(out, [&](Index, Index) { return T.Gamma(df / 2, df / 2); });
+        ByRows(out, [&](Index i, Index j) { return T.Z() / std::sqrt(out(i, j)); });
+    };
+    return c;
 }
 
 Case PoissonCase(double lambda) {
     return {"poisson " + std::to_string(lambda),
             [=](Reference& T) { return Poisson(T, lambda); },
-            [=](Triple& T) { return quarn::poissonrnd(TRIPLE, lambda); },
+            [=](Triple& T) { return quarn::poissonrnd(TRIPLE(T), lambda); },
             {}};
 }
 
@@ -195,46 +177,26 @@ TEST(UnivariateLaws, DrawWhatTheirContractsSayAndLeaveTheTripleSo) {
 }
 
 TEST(UnivariateLaws, FillMatricesByRowsInEveryForm) {
+    const std::pair<Index, Index> shapes[] = {{25, 4}, {7, 5}, {0, 3}, {3, 0}};
     for (const Case& c : Cases()) {
         for (const Form& form : c.forms) {
-            Triple triple(22);
+            Triple triple(22), scalar(22);
             Reference reference(22);
             quarn::NormalDraw(triple.rng, triple.norm);  // a spare that some function left over is the first normal
+            quarn::NormalDraw(scalar.rng, scalar.norm);
             reference.Z();
-            MatrixXd out(25, 4), expected(25, 4);
-            form(triple, out);
-            if (c.cells) {
-                c.cells(reference, expected);
-            } else {
-                ByRows(expected, [&](Index, Index) { return c.law(reference); });
+            for (const auto& [rows, columns] : shapes) {
+                MatrixXd out(rows, columns), expected(rows, columns);
+                form(triple, out);
+                if (c.cells) {
+                    c.cells(reference, expected);
+                    for (Index i = 0; i < out.size(); ++i) ASSERT_DOUBLE_EQ(out(i), expected(i)) << c.name << ' ' << i;
+                    EXPECT_TRUE(SameState(triple, reference)) << c.name;
+                } else {
+                    ByRows(expected, [&](Index, Index) { return c.scalar(scalar); });
+                    EXPECT_TRUE(SameDigits(out, expected) && SameState(triple, scalar)) << c.name;
+                }
             }
-            for (Index i = 0; i < out.size(); ++i) ASSERT_DOUBLE_EQ(out(i), expected(i)) << c.name << ' ' << i;
-            EXPECT_TRUE(SameState(triple, reference)) << c.name;
-        }
-    }
-}
-
-TEST(UnivariateLaws, GiveTheDigitsOfTheScalarFormInEveryForm) {
-    for (const Case& c : Cases()) {
-        if (c.cells) continue;
-        for (const Form& form : c.forms) {
-            Triple scalar(23), matrix(23);
-            MatrixXd out(7, 5), expected(7, 5);
-            form(matrix, out);
-            ByRows(expected, [&](Index, Index) { return c.scalar(scalar); });
-            EXPECT_TRUE(SameDigits(out, expected)) << c.name;
-        }
-    }
-}
-
-TEST(UnivariateLaws, DrawNothingForAnEmptyMatrix) {
-    for (const Case& c : Cases()) {
-        for (const Form& form : c.forms) {
-            Triple triple(24);
-            MatrixXd noRows(0, 3), noColumns(3, 0);
-            form(triple, noRows);
-            form(triple, noColumns);
-            EXPECT_TRUE(SameState(triple, Reference(24))) << c.name;
         }
     }
 }
@@ -242,13 +204,7 @@ TEST(UnivariateLaws, DrawNothingForAnEmptyMatrix) {
 TEST(UnivariateLaws, AreNaNWithoutADrawOutsideTheirDomain) {
     Triple T(25);
     std::vector<double> draws;
-    MatrixXd out(2, 2);
-    const auto expectNaN = [&](const Form& form) {
-        out.setZero();
-        form(T, out);
-        draws.insert(draws.end(), out.data(), out.data() + out.size());
-    };
-    for (const double bad : {0.0, -1.0, -infinity, infinity, NaN}) {
+    for (const double bad : {0.0, -1.0, -Infinity, Infinity, NaN}) {
         std::vector<Case> cases{Chi2Case(bad), StudentCase(bad)};
         for (const auto& [x, y] : {std::pair{bad, 1.0}, {1.0, bad}, {40.0, bad}}) {
             cases.insert(cases.end(), {GammaCase(x, y), WeibullCase(x, y), BetaCase(x, y), FCase(x, y)});
@@ -258,7 +214,11 @@ TEST(UnivariateLaws, AreNaNWithoutADrawOutsideTheirDomain) {
         if (bad != 0.0) cases.push_back(PoissonCase(bad));
         for (const Case& c : cases) {
             draws.push_back(c.scalar(T));
-            for (const Form& form : c.forms) expectNaN(form);
+            for (const Form& form : c.forms) {
+                MatrixXd out = MatrixXd::Zero(2, 2);
+                form(T, out);
+                draws.insert(draws.end(), out.data(), out.data() + out.size());
+            }
         }
     }
     for (const double x : draws) EXPECT_TRUE(std::isnan(x));
@@ -266,60 +226,61 @@ TEST(UnivariateLaws, AreNaNWithoutADrawOutsideTheirDomain) {
 }
 
 TEST(UnivariateLaws, SkipOnlyTheCellsOutsideTheDomain) {
-    const MatrixXd df{{3.0, NaN}, {-1.0, 80.0}}, good{{3.0, 3.0}, {80.0, 80.0}};
+    const MatrixXd df{{3.0, NaN}, {-1.0, 80.0}}, good{{3.0, 3.0}, {80.0, 80.0}}, inside{{3.0, 80.0}};
     Triple T(26), expected(26);
-    MatrixXd out(2, 2), g(1, 2), z(1, 2);
-    quarn::trnd(TRIPLE, df, out);
-    quarn::trnd(expected.rng, expected.unif, expected.norm, MatrixXd{{3.0, 80.0}}, g);
-    EXPECT_TRUE(SameDigits(out, MatrixXd{{g(0, 0), NaN}, {NaN, g(0, 1)}}));
-    quarn::frnd(TRIPLE, df, good, out);
-    quarn::frnd(expected.rng, expected.unif, expected.norm, MatrixXd{{3.0, 80.0}}, MatrixXd{{3.0, 80.0}}, z);
-    EXPECT_TRUE(SameDigits(out, MatrixXd{{z(0, 0), NaN}, {NaN, z(0, 1)}}));
-    EXPECT_EQ(T.rng, expected.rng);
+    MatrixXd out(2, 2), drawn(1, 2);
+    student(T, df, out);
+    student(expected, inside, drawn);
+    EXPECT_TRUE(SameDigits(out, MatrixXd{{drawn(0), NaN}, {NaN, drawn(1)}}));
+    f(T, df, good, out);
+    f(expected, inside, inside, drawn);
+    EXPECT_TRUE(SameDigits(out, MatrixXd{{drawn(0), NaN}, {NaN, drawn(1)}}));
+    EXPECT_TRUE(SameState(T, expected));
+}
+
+const MatrixXd first{{0.5, 2.0, 40.0}, {3.0, 0.1, 61.0}}, second{{1.0, 2.0, 3.0}, {70.0, 0.5, 6.0}};
+
+TEST(UnivariateLaws, TakeTheParametersOfEachCell) {
+    const auto expect = [](auto law, const auto&... p) {
+        Triple T(34), scalar(34);
+        MatrixXd out(2, 3), expected(2, 3);
+        law(T, p..., out);
+        ByRows(expected, [&](Index i, Index j) { return law(scalar, p(i, j)...); });
+        EXPECT_TRUE(SameDigits(out, expected));
+    };
+    expect(gamma, first, second);
+    expect(weibull, first, second);
+    expect(gumbel, first, second);
+    expect(beta, first, second);
+    expect(chi2, first);
 }
 
 TEST(UnivariateLaws, WriteOverTheirOwnParameters) {
-    Triple a(27), b(27);
-    const MatrixXd first{{0.5, 2.0, 40.0}, {3.0, 0.1, 61.0}}, second{{1.0, 2.0, 3.0}, {70.0, 0.5, 6.0}};
-    using TwoMatrices = std::function<void(Triple&, const MatrixXd&, const MatrixXd&, MatrixXd&)>;
-    const TwoMatrices laws[] = {
-        [](Triple& T, const MatrixXd& x, const MatrixXd& y, MatrixXd& out) { quarn::gamrnd(TRIPLE, x, y, out); },
-        [](Triple& T, const MatrixXd& x, const MatrixXd& y, MatrixXd& out) { quarn::betarnd(TRIPLE, x, y, out); },
-        [](Triple& T, const MatrixXd& x, const MatrixXd& y, MatrixXd& out) { quarn::frnd(TRIPLE, x, y, out); },
-        [](Triple& T, const MatrixXd& x, const MatrixXd&, MatrixXd& out) { quarn::trnd(TRIPLE, x, out); },
-        [](Triple& T, const MatrixXd& x, const MatrixXd& y, MatrixXd& out) { quarn::evrnd(T.rng, T.unif, x, y, out); },
-    };
-    for (const TwoMatrices& law : laws) {
+    Triple T(27), apart(27);
+    const auto expect = [&](auto law) {  // of a parameter and out
         MatrixXd out(2, 3), inPlace = second;
-        law(a, first, second, out);
-        law(b, first, inPlace, inPlace);
+        law(apart, second, out);
+        law(T, inPlace, inPlace);
         EXPECT_TRUE(SameDigits(inPlace, out));
-    }
+    };
+    const auto expectOfTwo = [&](auto law) {
+        expect([&](Triple& t, const MatrixXd& x, MatrixXd& out) { law(t, x, first, out); });
+        expect([&](Triple& t, const MatrixXd& x, MatrixXd& out) { law(t, first, x, out); });
+    };
+    expectOfTwo(gamma);
+    expectOfTwo(weibull);
+    expectOfTwo(gumbel);
+    expectOfTwo(beta);
+    expectOfTwo(f);
+    expect(chi2);
+    expect(student);
 }
 
 TEST(Gamma, ScalesExactlyWithTheReciprocalOfTheRate) {
     for (const double a : {0.3, 1.0, 5.0, 100.0}) {
         Triple unit(28), T(28);
-        for (int i = 0; i < 200; ++i) {
-            ASSERT_EQ(quarn::gamrnd(TRIPLE, a, 3.7), quarn::gamrnd(unit.rng, unit.unif, unit.norm, a, 1.0) * (1 / 3.7));
-        }
+        for (int i = 0; i < 200; ++i) ASSERT_EQ(gamma(T, a, 3.7), gamma(unit, a, 1.0) * (1 / 3.7));
     }
-}
-
-TEST(Gamma, SwitchesItsMethodStrictlyAbove30AndBelow1) {
-    const auto words = [](double shape) {
-        Triple T(29);
-        quarn::NormalDraw(T.rng, T.norm);  // so that the first normal is a spare
-        quarn::Rng before = T.rng;
-        quarn::gamrnd(TRIPLE, shape, 1.0);
-        int count = 0;
-        for (; !(before == T.rng); ++count) before();
-        return count;
-    };
-    EXPECT_EQ(words(30.0000001), 0);
-    EXPECT_EQ(words(30.0), 1);
-    EXPECT_EQ(words(1.0), 1);
-    EXPECT_EQ(words(0.999), 2);
 }
 
 TEST(Beta, IsNeverNaNHoweverSmallItsShapes) {
@@ -327,7 +288,7 @@ TEST(Beta, IsNeverNaNHoweverSmallItsShapes) {
         Triple T(30);
         double sum = 0.0;
         for (int i = 0; i < 2000; ++i) {
-            const double x = quarn::betarnd(TRIPLE, shape, shape);
+            const double x = beta(T, shape, shape);
             ASSERT_TRUE(x >= 0.0 && x <= 1.0) << shape;
             sum += x;
         }
@@ -339,32 +300,16 @@ TEST(SmallDegreesOfFreedom, KeepTheQuotientsOfFAndTWhereTheGammaVariatesUnderflo
     // Whatever the df, F of equal ones is above 1 in half of the draws. With df of 0.016, g is below the smallest
     // number in 1 of 300 draws, and t beyond 1e160 in 1 of 370, but beyond doubles in 1 of 100,000.
     Triple T(31);
-    MatrixXd f(1000, 2), t(1000, 4);
-    quarn::frnd(TRIPLE, 0.02, 0.02, f);
-    quarn::trnd(TRIPLE, 0.016, t);
-    EXPECT_FALSE(f.array().isNaN().any());
-    EXPECT_NEAR(static_cast<double>((f.array() > 1.0).count()), 1000, 5 * std::sqrt(500));
+    Triple each(31);
+    MatrixXd ratios(1000, 2), ofEach(1000, 2), t(1000, 4);
+    f(T, 0.02, 0.02, ratios);
+    f(each, Like(ratios, 0.02), Like(ratios, 0.02), ofEach);
+    EXPECT_TRUE(SameDigits(ofEach, ratios));
+    student(T, 0.016, t);
+    EXPECT_FALSE(ratios.array().isNaN().any());
+    EXPECT_NEAR(static_cast<double>((ratios.array() > 1.0).count()), 1000, 5 * std::sqrt(500));
     EXPECT_TRUE(t.array().isFinite().all());
     EXPECT_TRUE((t.array().abs() > 1e160).any());
-}
-
-TEST(Poisson, OfMeanZeroIsZeroAfterOneUniform) {
-    Triple T(32);
-    Reference reference(32);
-    EXPECT_EQ(quarn::poissonrnd(TRIPLE, 0.0), 0.0);
-    reference.U();
-    EXPECT_TRUE(SameState(T, reference));
-}
-
-TEST(Uniform, FillsTheFirstRowFirst) {
-    Triple T(33);
-    Reference reference(33);
-    MatrixXd out(2, 2);
-    quarn::unifrnd(T.rng, T.unif, out);
-    EXPECT_EQ(out(0, 0), reference.U());
-    EXPECT_EQ(out(0, 1), reference.U());
-    EXPECT_EQ(out(1, 0), reference.U());
-    EXPECT_EQ(out(1, 1), reference.U());
 }
 
 }  // namespace
