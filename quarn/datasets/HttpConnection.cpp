@@ -81,15 +81,20 @@ bool HttpConnection::Find(const std::string& text) {
     return isFound;
 }
 
+bool HttpConnection::ConnectSocket(bool waits) {
+    // NOLINTNEXTLINE(bugprone-parent-virtual-call): that of wxHTTP only keeps the address for a request of its own
+    return wxSocketClient::Connect(*m_addr, waits);
+}
+
 bool HttpConnection::Open() {
     if (m_addr == nullptr) return false;
     // A socket that does not block belongs to the event loop, and with it to the main thread.
-    if (!wxIsMainThread() || wxAppConsole::IsMainLoopRunning()) return wxProtocol::Connect(*m_addr);
+    if (!wxIsMainThread() || wxAppConsole::IsMainLoopRunning()) return ConnectSocket(true);
     SetFlags(wxSOCKET_NONE);
-    const bool isConnected = wxSocketClient::Connect(*m_addr, false);
+    const bool isConnected = ConnectSocket(false);
     SetFlags(wxSOCKET_BLOCK);
     if (isConnected || !IsOk() || LastError() != wxSOCKET_WOULDBLOCK) return isConnected;
-    if (GetSocket() >= FD_SETSIZE) return wxProtocol::Connect(*m_addr);
+    if (GetSocket() >= FD_SETSIZE) return ConnectSocket(true);
     return WaitFor(GetSocket(), POLLOUT, Clock::now() + m_limits.Silence) && WaitOnConnect(0) && IsConnected();
 }
 

@@ -48,6 +48,7 @@ class HttpConnection : private wxHTTP {
     bool ReadToEnd(std::string& body);
 
  private:
+    bool ConnectSocket(bool waits);
     bool Open();
     bool Send(std::string_view bytes);
     /// Makes sure that a byte is waiting. False at the end, which sets m_atEnd, and on failure.

@@ -1,11 +1,12 @@
 #pragma once
 
+#include "../support/Damage.h"
+
 #include <quarn/datasets/Dataset.h>
 #include <quarn/numerics/MatrixText.h>
 
 #include <cstdio>
 #include <cstdlib>
-#include <new>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -13,22 +14,13 @@
 /// What the fuzz targets share: a failed property, and values as text by which they are compared bit by bit.
 namespace quarn::fuzz {
 
+using testing::IsRefused;
+
 /// Ends the process, which the fuzzer reports and keeps the bytes of, where a property does not hold.
 inline void Require(bool holds, const char* file = __builtin_FILE(), int line = __builtin_LINE()) {
     if (holds) return;
     std::fprintf(stderr, "%s:%d: a property does not hold\n", file, line);
     std::abort();
-}
-
-/// Whether memory runs out in a load: the counts of its passage cannot be true, and there is nothing to look at.
-template <class Load>
-bool IsRefused(const Load& load) {
-    try {
-        load();
-        return false;
-    } catch (const std::bad_alloc&) {
-        return true;
-    }
 }
 
 /// The bytes of an input, the first ones taken as settings. A missing one is 0.
