@@ -289,9 +289,8 @@ class QUARN_EXPORT Dataset {
     //       together; else that of one sort of group ids and times.
 
     /// The values lag periods earlier, or, if lag is negative, -lag periods later, in the same group: by date, not by
-    /// row. NaN where there is no observation of that date. Times and group ids are read as double2int does. Of
-    /// observations that agree in both, as those that have no time may, the last one is meant; a lag of 0 gives the
-    /// variable itself.
+    /// row. NaN where there is no observation of that date, and in an observation that has no time or no group. A lag of
+    /// 0 gives the variable itself.
     VectorXd TakeLags(const std::string& variable, const std::string& datasetName, int lag, std::string& message);
 
     /// Applies x - (its lag, as above) order times over; below 1, the variable itself. lag is the seasonal span: order 1

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <quarn/datasets/Dataset.h>
-#include <quarn/datasets/PanelOrder_detail.h>
+#include <quarn/datasets/PanelSample_detail.h>
 
 namespace quarn::detail {
 
@@ -10,8 +10,6 @@ class DateOrder {
  public:
     /// Requires: RefreshDeclaration returned "OK"; the dataset stays as it is while the object lives.
     explicit DateOrder(const Dataset& dataset);
-    DateOrder(const DateOrder&) = delete;  // the order refers to the cells beside it
-    DateOrder& operator=(const DateOrder&) = delete;
 
     /// What TakeLags and TakeDiffs return for the variable in this column.
     VectorXd Lags(int column, int lag) const;
@@ -19,10 +17,12 @@ class DateOrder {
 
  private:
     const Dataset& m_dataset;
-    VectorXd m_timeCells, m_times, m_groups;  // where the dataset has no such cells of its own
-    PanelOrder m_order;
+    VectorXd m_oneGroup;  // of a time series
+    PanelSample
+        m_sample;  // without observations that lack a time or a group: nothing is earlier or later than they are
 
     VectorXd Spread(int column) const;
+    VectorXd Collect(VectorXd cells) const;
 };
 
 }  // namespace quarn::detail

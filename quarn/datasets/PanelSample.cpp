@@ -2,6 +2,7 @@
 #include <quarn/datasets/PanelSample_detail.h>
 
 #include <algorithm>
+#include <limits>
 
 namespace quarn::detail {
 namespace {
@@ -62,6 +63,13 @@ const double* PanelSample::Select(const double* column, VectorXd& storage) const
     storage.resize(Count());
     m_rows->Copy(column, storage.data());
     return storage.data();
+}
+
+VectorXd PanelSample::SpreadToObservations(VectorXd cells) const {
+    if (!m_rows) return cells;
+    VectorXd spread = VectorXd::Constant(m_observations, std::numeric_limits<double>::quiet_NaN());
+    for (Eigen::Index i = 0; i < Count(); ++i) spread[Row(static_cast<int>(i))] = cells[i];
+    return spread;
 }
 
 }  // namespace quarn::detail

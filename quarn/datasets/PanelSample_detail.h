@@ -34,6 +34,8 @@ class PanelSample {
 
     /// A column of the dataset by rows of the sample: the column itself if no observation is missing, else storage.
     const double* Select(const double* column, VectorXd& storage) const;
+    /// The way back: cells by rows of the sample to cells by observations. The others get NaN.
+    VectorXd SpreadToObservations(VectorXd cells) const;
 
  private:
     Eigen::Index m_observations;
