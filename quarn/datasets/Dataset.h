@@ -158,7 +158,8 @@ class QUARN_EXPORT Dataset {
 
     /// Writes delimited text, a header of names and a line per observation, without the observation ids (unless they
     /// are all there is): the texts of string variables, and six significant digits of numbers, "nan" where missing.
-    /// False if the file cannot be opened for writing. Nothing is quoted: a delimiter inside a text stays bare.
+    /// False if the file cannot be opened for writing; what fails later, as on a full disk, is not told. Nothing is
+    /// quoted: a delimiter inside a text stays bare.
     bool ExportData(const std::string& path, const char& delimiter) const;
 
     // ---- Association with models ----
@@ -257,7 +258,8 @@ class QUARN_EXPORT Dataset {
     ///   One2One   values(k), or row k of the M x names matrix, goes to the first observation with id ids(k, 0)
     ///   One2Many  values(i) with i = ids(k, 1), cut to an integer, goes to every observation with id ids(k, 0)
     ///
-    /// Requires: sizes as stated; ids(k, 1) an index of values; names each once. Not tested.
+    /// Requires: sizes as stated; ids(k, 1) an index of values; names each once; neither ids nor values is Data itself.
+    ///           Not tested.
     /// Cost:     (N + M) log N, apart from the cells written.
     void MatchOservations_One2One(const MatrixXd& ids, const VectorXd& values, const std::string& name);
     void MatchOservations_One2Many(const MatrixXd& ids, const VectorXd& values, const std::string& name);
@@ -284,7 +286,8 @@ class QUARN_EXPORT Dataset {
     // ---- New variables of time series and panels ----
     // Each returns a vector with one entry per observation, in the order of the dataset, or an empty one after a message
     // other than "OK". The dataset is not changed, apart from a declaration that is run again. datasetName is used in
-    // messages only. A string variable is refused. Requires: the variable exists. Not tested.
+    // messages only. A string variable is refused. Requires: the variable exists; message is none of the other arguments.
+    // Not tested.
     // Cost: linear where the observations stand in the order of group and time, or where group ids and times lie close
     //       together; else that of one sort of group ids and times.
 
@@ -309,9 +312,9 @@ class QUARN_EXPORT Dataset {
                                  const std::string& statistic, std::string& message);
 
     // ---- Estimation data ----
-    // An observation is kept if each of the listed variables is finite in it; its id is not tested. Rows of all outputs
-    // are the n kept observations, in the order of the dataset. Outputs are resized; after any status but "OK" they
-    // hold nothing to be used. Requires: the names exist. Not tested.
+    // Cross-sections: an observation is kept if each of the listed variables is finite in it; its id is not tested. Rows
+    // of all outputs are the n kept observations, in the order of the dataset. Outputs are resized; after any status but
+    // "OK" they hold nothing to be used. Requires: the names exist. Not tested.
 
     /// data: n x names. Takes string variables for the numbers in their columns.
     /// Returns "OK", or "noData" if no observation is kept.
@@ -412,7 +415,8 @@ class QUARN_EXPORT Dataset {
     void MarkChanged();
     std::string PreparePanel(std::vector<std::string>& names, MatrixXd& X, VectorXd& y, MatrixXd& ids,
                              MatrixXi& structure, bool dropSingletons, bool isDynamic);
-    int PrepareTarget(const std::string& name, bool& existed);
+    /// The columns of variables that are to be merged into: numeric from then on, and NaN where they are new.
+    std::vector<int> PrepareTargets(const std::vector<std::string>& names);
     /// Declares a time series or panel. Arguments are values, as callers pass the fields that are written.
     std::string Declare(int type, std::string timeVariable, std::string groupVariable, std::string format);
 };

@@ -58,7 +58,7 @@ std::string Dataset::Prepare_CrossSection(std::vector<std::string>& names, Matri
     if (ListContainsStringVariables(names)) return StatusTexts::NonNumericVariables;
     const Columns columns = FindData(*this, names);
     const detail::CompleteRows rows(NumObs, columns);
-    if (rows.Count() == 0) return StatusTexts::NoData;
+    if (rows.Count() == 0 || NumVars == 0) return StatusTexts::NoData;  // without a column there are no ids
     CopyTable(rows, columns, data);
     CopyTable(rows, {Data.data()}, ids);
     return StatusTexts::OK;

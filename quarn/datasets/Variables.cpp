@@ -4,12 +4,33 @@
 
 #include <algorithm>
 #include <limits>
-#include <optional>
 #include <utility>
 
 namespace quarn {
+namespace {
 
-int Dataset::GetVariableIndex(const std::string& name) const { return detail::FindColumn(VarNames, name); }
+/// Appends variables whose cells are then to be written. Where memory runs out the dataset stays as it was.
+void AddColumns(Dataset& dataset, const std::vector<std::string>& names) {
+    wxArrayString& varNames = dataset.VarNames;
+    const std::size_t before = varNames.size();
+    const int numVars = dataset.NumVars + static_cast<int>(names.size());
+    try {
+        for (const std::string& name : names) varNames.Add(detail::ToTableName(name));
+        // Leaves the columns where they are if their block can grow in place, and untouched if it cannot grow at all.
+        dataset.Data.conservativeResize(dataset.NumObs, numVars);
+    } catch (...) {
+        while (varNames.size() > before) varNames.RemoveAt(varNames.size() - 1);
+        throw;
+    }
+    dataset.NumVars = numVars;
+}
+
+}  // namespace
+
+int Dataset::GetVariableIndex(const std::string& name) const {
+    const int column = detail::FindColumn(VarNames, name);
+    return column < static_cast<int>(VarNames.size()) ? column : NumVars;
+}
 
 bool Dataset::VariableExists(const std::string& name) const { return GetVariableIndex(name) != NumVars; }
 
@@ -28,16 +49,8 @@ MatrixXd Dataset::GetVariables(const std::vector<std::string>& names) const {
 }
 
 void Dataset::AddVariable(const VectorXd& values, const std::string& name) {
-    VarNames.Add(detail::ToTableName(name));
-    try {
-        // Leaves the columns where they are if their block can grow in place, and untouched if it cannot grow at all.
-        Data.conservativeResize(NumObs, NumVars + 1);
-    } catch (...) {
-        VarNames.RemoveAt(VarNames.size() - 1);
-        throw;
-    }
-    Data.col(NumVars) = values;
-    ++NumVars;
+    AddColumns(*this, {name});
+    Data.rightCols<1>() = values;
 }
 
 void Dataset::ReplaceVariable(const VectorXd& values, const std::string& name) {
@@ -91,10 +104,15 @@ void Dataset::ChangeData(int row, int column, const std::string& text) {
 
 namespace {
 
-/// The observations by their ids at the time of construction.
+/// The ids that a merge of ids looks for its own among: none where nothing is to be merged, or no column holds any.
+VectorXd IdsToMeet(const MatrixXd& ids, const Dataset& dataset) {
+    if (ids.rows() == 0 || dataset.NumVars == 0) return {};
+    return dataset.Data.col(0);
+}
+
 class RowsById {
  public:
-    explicit RowsById(const MatrixXd& data) : m_ids(data.col(0)), m_order(SortIndex(m_ids)) {
+    explicit RowsById(VectorXd ids) : m_ids(std::move(ids)), m_order(SortIndex(m_ids)) {
         // NaN ids come last and equal nothing.
         m_end = std::find_if(m_order.begin(), m_order.end(), [this](int row) { return !(m_ids(row) == m_ids(row)); });
     }
@@ -119,15 +137,21 @@ class RowsById {
 
 }  // namespace
 
-int Dataset::PrepareTarget(const std::string& name, bool& existed) {
-    const int column = GetVariableIndex(name);
-    if (column == NumVars) {
-        AddVariable(VectorXd::Constant(NumObs, std::numeric_limits<double>::quiet_NaN()), name);
-    } else {
-        existed = true;
-        StringVars.erase(column);
+std::vector<int> Dataset::PrepareTargets(const std::vector<std::string>& names) {
+    std::vector<int> targets = detail::FindColumns(VarNames, names);
+    const int none = static_cast<int>(VarNames.size()), firstNew = NumVars;
+    std::vector<std::string> newNames;
+    for (std::size_t k = 0; k < names.size(); ++k) {
+        if (targets[k] != none) continue;
+        targets[k] = firstNew + static_cast<int>(newNames.size());
+        newNames.push_back(names[k]);
     }
-    return column;
+    AddColumns(*this, newNames);
+    // Nothing can fail from here on.
+    Data.rightCols(NumVars - firstNew).setConstant(std::numeric_limits<double>::quiet_NaN());
+    for (const int target : targets) StringVars.erase(target);
+    if (newNames.size() < names.size()) MarkChanged();
+    return targets;
 }
 
 void Dataset::MatchOservations_One2One(const MatrixXd& ids, const VectorXd& values, const std::string& name) {
@@ -136,17 +160,10 @@ void Dataset::MatchOservations_One2One(const MatrixXd& ids, const VectorXd& valu
 
 void Dataset::MatchOservations_One2One(const MatrixXd& ids, const MatrixXd& values,
                                        const std::vector<std::string>& names) {
-    std::optional<RowsById> rowsById;
-    if (ids.rows() != 0 && NumObs != 0) rowsById.emplace(Data);
-    bool existed = false;
-    std::vector<int> targets;
-    targets.reserve(names.size());
-    for (const std::string& name : names) targets.push_back(PrepareTarget(name, existed));
-    if (existed) MarkChanged();
-    if (!rowsById) return;
-
+    const RowsById rowsById(IdsToMeet(ids, *this));
+    const std::vector<int> targets = PrepareTargets(names);
     for (Eigen::Index k = 0; k < ids.rows(); ++k) {
-        const auto [first, last] = rowsById->Find(ids(k, 0));
+        const auto [first, last] = rowsById.Find(ids(k, 0));
         if (first == last) continue;
         for (std::size_t m = 0; m < targets.size(); ++m)
             Data(*first, targets[m]) = values(k, static_cast<Eigen::Index>(m));
@@ -154,15 +171,10 @@ void Dataset::MatchOservations_One2One(const MatrixXd& ids, const MatrixXd& valu
 }
 
 void Dataset::MatchOservations_One2Many(const MatrixXd& ids, const VectorXd& values, const std::string& name) {
-    std::optional<RowsById> rowsById;
-    if (ids.rows() != 0 && NumObs != 0) rowsById.emplace(Data);
-    bool existed = false;
-    const int target = PrepareTarget(name, existed);
-    if (existed) MarkChanged();
-    if (!rowsById) return;
-
+    const RowsById rowsById(IdsToMeet(ids, *this));
+    const int target = PrepareTargets({name}).front();
     for (Eigen::Index k = 0; k < ids.rows(); ++k) {
-        const auto [first, last] = rowsById->Find(ids(k, 0));
+        const auto [first, last] = rowsById.Find(ids(k, 0));
         std::for_each(first, last, [&](int row) { Data(row, target) = values(static_cast<Eigen::Index>(ids(k, 1))); });
     }
 }

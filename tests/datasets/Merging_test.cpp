@@ -75,4 +75,17 @@ TEST(Merging, AgreesWithASearchRowByRow) {
     }
 }
 
+TEST(Merging, GivesATableWithoutColumnsNewOnes) {
+    const MatrixXd ids = MatrixXd::Zero(1, 2);
+    Dataset dataset(wxArrayString(), MatrixXd(2, 0));
+    std::vector<std::string> names;
+    MatrixXd data;
+    EXPECT_EQ(dataset.Prepare_CrossSection(names, data, data), "noData");
+    for (const std::string name : {"a", "b"}) {
+        if (name == "a") dataset.MatchOservations_One2One(ids, VectorXd(VectorXd::Ones(1)), name);
+        if (name == "b") dataset.MatchOservations_One2Many(ids, VectorXd(VectorXd::Ones(1)), name);
+        EXPECT_TRUE(SameCells(dataset.GetVariable(name), MatrixXd::Constant(2, 1, NaN)));
+    }
+}
+
 }  // namespace

@@ -169,6 +169,13 @@ const Operation operations[] = {
          const MatrixXd ids = d.Data.topLeftCorner(9, 1);
          d.MatchOservations_One2One(ids, VectorXd(VectorXd::Ones(9)), "a_new_variable_of_a_long_name");
      }},
+    {"MatchOservations_One2One of several",
+     [](Dataset& d) {
+         const MatrixXd ids = d.Data.topLeftCorner(9, 1);
+         const std::string first = d.StringVars.empty() ? "x" : "text";
+         d.MatchOservations_One2One(ids, MatrixXd(MatrixXd::Ones(9, 3)),
+                                    {first, "a_new_variable_of_a_long_name", "another_variable_of_a_long_name"});
+     }},
     {"SortData",
      [](Dataset& d) {
          wxArrayString names;
