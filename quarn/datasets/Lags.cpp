@@ -91,18 +91,16 @@ VectorXd detail::DateOrder::Diffs(int column, int order, int lag) const {
 }
 
 VectorXd Dataset::TakeLags(const std::string& variable, const std::string& datasetName, int lag, std::string& message) {
-    const int column = GetVariableIndex(variable);
     message = detail::StartTimeFunction(*this, variable, datasetName, "lag");
     if (message != StatusTexts::OK) return {};
-    return detail::DateOrder(*this).Lags(column, lag);
+    return detail::DateOrder(*this).Lags(GetVariableIndex(variable), lag);
 }
 
 VectorXd Dataset::TakeDiffs(const std::string& variable, const std::string& datasetName, int order, int lag,
                             std::string& message) {
-    const int column = GetVariableIndex(variable);
     message = detail::StartTimeFunction(*this, variable, datasetName, "diff");
     if (message != StatusTexts::OK) return {};
-    return detail::DateOrder(*this).Diffs(column, order, lag);
+    return detail::DateOrder(*this).Diffs(GetVariableIndex(variable), order, lag);
 }
 
 }  // namespace quarn

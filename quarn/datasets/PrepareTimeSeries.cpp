@@ -33,16 +33,23 @@ std::string CheckTimeStructure(Dataset& dataset, std::vector<std::string>& names
     return detail::RefreshDeclaration(dataset);
 }
 
-/// Highest less lowest of the finite times; below any number of observations if there is none.
-double Range(const Eigen::Ref<const VectorXd>& times) {
-    double lowest = std::numeric_limits<double>::infinity(), highest = -lowest;
-    for (const double time : times) {
-        if (!std::isfinite(time)) continue;
-        lowest = std::min(lowest, time);
-        highest = std::max(highest, time);
+/// The periods from the first to the last one. Observations whose time is not finite stand for none.
+struct Periods {
+    double Range = 0.0;  ///< last less first
+    bool HaveGaps = false;
+
+    explicit Periods(const Eigen::Ref<const VectorXd>& times) {
+        double first = std::numeric_limits<double>::infinity(), last = -first, count = 0.0;
+        for (const double time : times) {
+            if (!std::isfinite(time)) continue;
+            first = std::min(first, time);
+            last = std::max(last, time);
+            count += 1.0;
+        }
+        Range = last - first;  // minus infinity if there is none
+        HaveGaps = count <= Range;
     }
-    return highest - lowest;
-}
+};
 
 /// The rows of a prepared series: observations by ascending time, those without a time last, and NoRow for each period
 /// that was put in between.
@@ -77,8 +84,8 @@ Timeline WithoutGaps(const Timeline& line, double range) {
     filled.Rows.reserve(line.Rows.size() + static_cast<std::size_t>(range));
     filled.Times.reserve(line.Rows.size() + static_cast<std::size_t>(range));
     for (std::size_t i = 0; i < line.Rows.size(); ++i) {
-        const double periods = i == 0 ? 0.0 : line.Times[i] - line.Times[i - 1];  // not finite beside such times
-        for (double period = 1.0; std::isfinite(periods) && period < periods; period += 1.0) {
+        const double distance = i == 0 ? 0.0 : line.Times[i] - line.Times[i - 1];  // not finite beside such times
+        for (double period = 1.0; std::isfinite(distance) && period < distance; period += 1.0) {
             filled.Rows.push_back(NoRow);
             filled.Times.push_back(line.Times[i - 1] + period);
         }
@@ -168,17 +175,18 @@ std::string Dataset::Prepare_TimeSeries(std::vector<std::string>& names, std::ve
                                         int numIndependent, MatrixXd& data, MatrixXd& ids, VectorXd& time,
                                         MatrixXi& /*unused*/, std::vector<std::vector<int>>& missing,
                                         std::vector<std::string>& warnings, int impute) {
-    if (std::string status = CheckTimeStructure(*this, names); status != StatusTexts::OK) return status;
+    if (std::string status = CheckTimeStructure(*this, names);
+        status != StatusTexts::OK && status != StatusTexts::UnknownDatasetType)
+        return status;
     if (DatasetType != detail::TimeSeriesType) return StatusTexts::InternalTimeSeries;
     if (NumObs == 0) return StatusTexts::NoData;
 
     VectorXd codes;
     const Eigen::Map<const VectorXd> times(detail::TimeCells(*this, codes), NumObs);
-    const double range = Range(times);
-    const bool hasGaps = static_cast<double>(NumObs) <= range;
-    if (hasGaps && impute == 0) warnings.emplace_back(StatusTexts::GapsAreIgnored);
+    const Periods periods(times);
+    if (periods.HaveGaps && impute == 0) warnings.emplace_back(StatusTexts::GapsAreIgnored);
     if (std::any_of(lags.end() - numIndependent, lags.end(),
-                    [](const VectorXi& list) { return (list.array() != 0).any(); }))
+                    [](const VectorXi& list) { return list.size() == 0 || (list.array() != 0).any(); }))
         return StatusTexts::InternalTimeSeries;
 
     const Selection selection(*this, names, numIndependent);
@@ -186,9 +194,9 @@ std::string Dataset::Prepare_TimeSeries(std::vector<std::string>& names, std::ve
     if (!AreComplete(*this, selection.Dependent)) warnings.emplace_back(StatusTexts::DependentAreImputed);
 
     Timeline line = InOrder(times);
-    if (impute >= 1 && hasGaps) {
+    if (impute >= 1 && periods.HaveGaps) {
         if (!AreConstantFrom(impute, *this, names)) return StatusTexts::IndependentNotImputed;
-        line = WithoutGaps(line, range);
+        line = WithoutGaps(line, periods.Range);
     }
     FillColumns(*this, selection, lags, line, data, missing);
     ids.resize(data.rows(), 1);

@@ -161,6 +161,7 @@ TEST(PrepareTimeSeries, SaysWhyItCannot) {
     expectBoth({"a", "quarter"}, NonNumeric);
     const Prepared lagged = Prepare(dataset, {"a", "b"}, lags, 1, 0);
     EXPECT_EQ(std::pair(lagged.status, lagged.warnings), std::pair(InternalError, Names{GapWarning}));
+    EXPECT_EQ(Prepare(dataset, {"a", "b"}, {VectorXi::Zero(1), VectorXi()}, 1, 0).status, InternalError);
     EXPECT_TRUE(Prepare(dataset, {"a", "b"}, lags, 0, -1).warnings.empty());
     EXPECT_EQ(PrepareLags(dataset, {"a"}, {Eigen::Vector2i(1, -1)}, data), "OK");
     EXPECT_EQ(data.rows(), 1);
@@ -189,6 +190,8 @@ TEST(PrepareTimeSeries, KeepsObservationsWithoutATimeAndRefusesEndlessGaps) {
     EXPECT_EQ(p.status, "OK");
     EXPECT_TRUE(SameCells(p.ids, (VectorXd(7) << 21, -1, 11, -1, -1, 1, 31).finished()));
     EXPECT_TRUE(SameCells(p.time, (VectorXd(7) << 0, 1, 2, 3, 4, 5, NaN).finished()));
+    dataset.Data(0, 1) = 3;  // three periods out of four
+    EXPECT_TRUE(SameCells(Prepare(dataset, {"a"}, {none}, 0, 1).time, (VectorXd(5) << 0, 1, 2, 3, NaN).finished()));
     for (const double time : {1e300, 4294967296.0, -1e300}) {
         dataset.Data(0, 1) = time;
         EXPECT_THROW(Prepare(dataset, {"a"}, {none}, 0, 1), std::bad_alloc);
