@@ -20,7 +20,7 @@ function(quarn_target_defaults target)
   endif()
   if(QUARN_SANITIZE)
     target_compile_options(${target} PRIVATE -fsanitize=${QUARN_SANITIZE} -fno-sanitize-recover=all
-      -fno-omit-frame-pointer -O1)
+      -fno-omit-frame-pointer -O1 -g1)  # reports need lines alone, and all of the rest takes a third of the compilation
     target_link_options(${target} PRIVATE -fsanitize=${QUARN_SANITIZE})
   endif()
 endfunction()
