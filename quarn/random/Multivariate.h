@@ -46,7 +46,7 @@ QUARN_EXPORT void iwishrnd(Rng& rng, Unif& unif, Norm& norm, const MatrixXd& L, 
 /// Dirichlet law of parameters alpha, k: mean alpha / sum(alpha). out has the size of alpha; or k columns and one
 /// independent draw in each row, with the one alpha or with that of the same row.
 ///
-/// Domain:   all elements of alpha positive and finite.
+/// Domain:   all elements of alpha positive and finite. A sum of them beyond the range of doubles gives zeros.
 /// Draws:    x(j) by gamrnd(alpha(j), 1), the first first; out(j) = x(j) (1 / sum of x). A row is finished before the
 ///           next is begun.
 /// Ensures:  out is in [0, 1] with sum 1 up to rounding, however small alpha: where all x are too small for doubles,
