@@ -20,8 +20,10 @@
 ///
 /// Requires: shapes as stated; a positive diagonal of L. Not tested.
 /// Draws:    tnormrnd_upper(0, 1, t(j)) for j = 0, ..., n - 2, in each replication; none for n = 1, which is exact.
-/// Ensures:  each Phi to 3 units in the last place; each replication within 1e-13 of the formula above.
-/// Errors:   R = 0 gives NaN, R < 0 a zero, where there is something to be drawn. NaN in, NaN out.
+/// Ensures:  each Phi(t) to 3 units in the last place for t >= -6, and each replication with such t within 1e-13 of the
+///           formula above. At t below -6, and for Phi(t(0)) and in GHK_mfx already below 0, the rounding of t/sqrt(2)
+///           costs up to about t^2 2^-52 of Phi: 16 units in the last place at -3, 1700 at -37.
+/// Errors:   R = 0 gives NaN, R < 0 a zero; for n = 1, R is not read. NaN in, NaN out.
 /// Cost:     n^2/2 multiply-adds and n draws a replication; nothing is allocated in them.
 /// Source:   Geweke (1991), Computing Science and Statistics 23, 571-578; Hajivassiliou, McFadden & Ruud (1996),
 ///           J. Econometrics 72, 85-134.
@@ -44,7 +46,8 @@ QUARN_EXPORT double GHK_last_conditional(Rng& rng, Unif& unif, Norm& norm, const
 /// mean of the ratios, not the ratio of the means.
 ///
 /// Draws:  in each replication the path of (L1, b1), then that of (L2, b2).
-/// Errors: a weight of 0 in the second path makes the result infinite or NaN.
+/// Errors: a weight of 0 in the second path makes the result infinite or NaN. R is read in any case: R = 0 gives NaN,
+///         R < 0 a zero, also where both dimensions are 1 and nothing is drawn.
 QUARN_EXPORT double GHK_ratio(Rng& rng, Unif& unif, Norm& norm, const MatrixXd& L1, const MatrixXd& L2,
                               const VectorXd& b1, const VectorXd& b2, int R);
 
@@ -54,7 +57,7 @@ QUARN_EXPORT double GHK_ratio(Rng& rng, Unif& unif, Norm& norm, const MatrixXd& 
 ///
 /// Draws:  UniformDraw u for j = 0, ..., n - 2 in each replication; e(j) is the normal quantile of u Phi(t(j)), which
 ///         is kept inside (0, 1). norm is not used.
-/// Errors: R < 1 gives g = 0. A replication of weight 0 contributes 0.
+/// Errors: R < 1 gives g = 0 (n >= 2). A replication of weight 0 contributes 0.
 /// Cost:   n^3/6 multiply-adds and n quantiles a replication; nothing is allocated in them.
 QUARN_EXPORT MatrixXd GHK_mfx(Rng& rng, Unif& unif, Norm& norm, const MatrixXd& L, const VectorXd& b, MatrixXd X,
                               int R);

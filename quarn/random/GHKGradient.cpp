@@ -15,8 +15,9 @@ using Eigen::Index;
 
 double LogDensity(double t) { return -0.9189385332046727 - t * t / 2.0; }
 
-/// The normal quantile of a probability, which is moved into (0, 1) where it has been rounded out of it.
+/// The normal quantile of a probability, which is moved into (0, 1) where it has been rounded out of it; NaN gives NaN.
 double Quantile(double q) {
+    if (std::isnan(q)) return q;  // Boost would throw
     constexpr double Lowest = std::numeric_limits<double>::min(), Highest = 1.0 - 0x1p-53;
     return quantile(boost::math::normal_distribution<double>(), std::clamp(q, Lowest, Highest));
 }
@@ -31,11 +32,11 @@ class Gradient {
     Gradient(const MatrixXd& L, const VectorXd& b)
         : m_L(L), m_b(b), m_sums(b.size()), m_chain(b.size(), b.size()), m_rowB(b.size()), m_lamB(b.size()) {}
 
-    /// Adds a new replication, the r-th, to the running mean g. A weight of 0 adds nothing, whatever lam is.
+    /// Adds a new replication to g, the mean of r earlier ones. A weight of 0 adds nothing, whatever lam is.
     void Replication(Rng& rng, Unif& unif, int r, RowVectorXd& g) {
         const double weight = std::exp(LogWeight(rng, unif));
-        g *= static_cast<double>(r - 1) / r;
-        if (weight != 0.0) g += weight / r * m_lamB;
+        g *= r / (r + 1.0);
+        if (weight != 0.0) g += weight / (r + 1.0) * m_lamB;
     }
 
  private:
@@ -84,7 +85,7 @@ MatrixXd GHK_mfx(Rng& rng, Unif& unif, Norm& /*norm*/, const MatrixXd& L, const 
     if (b.size() == 1) return std::exp(LogDensity(b[0] / L(0, 0))) * X;
     Gradient gradient(L, b);
     RowVectorXd g = RowVectorXd::Zero(b.size());
-    for (int r = 1; r <= R; ++r) gradient.Replication(rng, unif, r, g);
+    for (int r = 0; r < R; ++r) gradient.Replication(rng, unif, r, g);
     return X * g.transpose();
 }
 

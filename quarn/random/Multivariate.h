@@ -10,7 +10,8 @@
 /// draws; cells above its diagonal count as zero and are not read. Nothing here factorises or checks it.
 ///
 /// Requires: L of full rank; shapes as stated. Not tested.
-/// Errors:   none reported. A result with a parameter outside the law's domain is NaN, and nothing is drawn for it.
+/// Errors:   none reported. With a df or an alpha outside the law's domain the result is NaN, and nothing is drawn for
+///           it. NaN in a mean or in L goes through to the elements that it touches, with the usual draws.
 /// Draws:    the order of draws is part of each contract: z is NormalDraw, gamrnd that of the univariate laws.
 /// Accuracy: sums have one documented order, so that the same draws give the same digits on every processor.
 namespace quarn {
@@ -20,7 +21,7 @@ namespace quarn {
 ///
 /// Draws:    z of p elements, the first first; out = mean + Lz, for each row in turn. The elements of Lz are summed
 ///           from the diagonal to the left.
-/// Requires: out is not mean.
+/// Requires: out is neither mean nor L.
 /// Cost:     p(p+1)/2 multiply-adds and p normals a draw; the vector forms allocate nothing.
 QUARN_EXPORT void mvnormrnd(Rng& rng, Norm& norm, const VectorXd& mean, const MatrixXd& L, RowVectorXd& out);
 QUARN_EXPORT void mvnormrnd(Rng& rng, Norm& norm, const VectorXd& mean, const MatrixXd& L, VectorXd& out);
@@ -46,7 +47,7 @@ QUARN_EXPORT void iwishrnd(Rng& rng, Unif& unif, Norm& norm, const MatrixXd& L, 
 /// Dirichlet law of parameters alpha, k: mean alpha / sum(alpha). out has the size of alpha; or k columns and one
 /// independent draw in each row, with the one alpha or with that of the same row.
 ///
-/// Domain:   all elements of alpha positive and finite.
+/// Domain:   all elements of alpha positive and finite. A sum of them beyond the range of doubles gives zeros.
 /// Draws:    x(j) by gamrnd(alpha(j), 1), the first first; out(j) = x(j) (1 / sum of x). A row is finished before the
 ///           next is begun.
 /// Ensures:  out is in [0, 1] with sum 1 up to rounding, however small alpha: where all x are too small for doubles,

@@ -142,7 +142,7 @@ class Scan {
 
 VectorXd ScanFrom(Rng& rng, Unif& unif, Norm& norm, const VectorXd& mu, const Conditionals& laws, const VectorXi* codes,
                   const VectorXd& start) {
-    VectorXd x = start;
+    VectorXd x = mu.size() == 1 ? mu : start;  // in one dimension the start is not used
     Scan(x.size()).Run(rng, unif, norm, mu, laws, codes, x);
     return x;
 }

@@ -86,7 +86,8 @@ QUARN_EXPORT void MNtrunc_V(Rng& rng, Unif& unif, Norm& norm, const MatrixXd& mu
 ///
 ///   mu, codes  n x N      L, P  n x n, factor of the covariance, and precision      X  n x N, updated
 ///
-/// Cost: nothing is allocated per column.
+/// Errors: none reported. A draw that is not finite is stored like any other, without another try.
+/// Cost:   nothing is allocated per column.
 QUARN_EXPORT void MVtrunc_LVP(Rng& rng, Unif& unif, Norm& norm, const MatrixXd& mu, const MatrixXd& L,
                               const MatrixXd& P, MatrixXd& X, const MatrixXi& codes);
 

@@ -2,6 +2,7 @@
 #include <quarn/random/Gamma_detail.h>
 #include <quarn/random/Univariate.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <numbers>
@@ -120,7 +121,8 @@ double FRatio(double x, double y, double df1, double df2) {
 
 GammaPair FPair(double df1, double df2) { return GammaPair::Of(df1 * 0.5, df2 * 0.5, 0.5); }
 
-GammaLaw TScale(double df) { return GammaLaw(df * 0.5, df * 0.5); }
+/// A df of which 2/df overflows makes all draws 0, whatever the rate.
+GammaLaw TScale(double df) { return GammaLaw(df * 0.5, std::max(df * 0.5, std::numeric_limits<double>::min())); }
 
 /// z / sqrt(g) of a tagged draw g; NaN, without a draw of z, if that is NaN.
 double TRatio(Rng& rng, Norm& norm, double g) {

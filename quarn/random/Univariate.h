@@ -12,7 +12,8 @@
 ///
 /// Requires: shapes of matrices as stated. Not tested.
 /// Errors:   none reported. A cell with a parameter outside the law's domain is NaN, and nothing is drawn for it.
-///           Shapes, rates, scales, degrees of freedom are positive and finite, locations finite.
+///           Shapes, rates, scales, degrees of freedom are positive and finite, locations finite. A rate r is also
+///           outside where 1/r overflows (below 5.6e-309).
 /// Draws:    the order of draws is part of each contract: z is NormalDraw, u UniformDraw. All forms of a family give
 ///           the same values for the same draws.
 /// Cost:     scalar forms and, unless said otherwise, the others allocate nothing; constants of a shared law are worked
@@ -66,7 +67,8 @@ QUARN_EXPORT void chi2rnd(Rng& rng, Unif& unif, Norm& norm, const MatrixXd& df, 
 /// F law of df1 degrees of freedom in the numerator and df2 in the denominator.
 /// Draws:    x by gamrnd(df1/2, 0.5), then y by gamrnd(df2/2, 0.5); (df2/df1)(x/y). Forms with out draw x of all cells
 ///           before y of the first.
-/// Ensures:  where x or y is too small for doubles (df below 0.13), they are divided by way of their logarithms.
+/// Ensures:  where x or y is too small for doubles (df below 0.13), they are divided by way of their logarithms. A
+///           df2/df1 beyond the range of doubles can give NaN.
 /// Cost:     forms with out: one temporary of its size.
 QUARN_EXPORT double frnd(Rng& rng, Unif& unif, Norm& norm, const double& df1, const double& df2);
 QUARN_EXPORT void frnd(Rng& rng, Unif& unif, Norm& norm, double df1, double df2, MatrixXd& out);

@@ -126,7 +126,28 @@ TEST(GHK, AnswersWithoutReplicationsAndOutsideTheRangeOfProbabilities) {
             EXPECT_TRUE(quarn::GHK_mfx(TRIPLE(T), L, b, MatrixXd::Identity(3, 3), 20).isZero(0.0)) << b.transpose();
         }
     }
-    EXPECT_TRUE(std::isnan(quarn::GHK(TRIPLE(T), L, VectorXd(zero.array() + NaN), 2)));
+}
+
+TEST(GHK, IsNaNInEveryFormForANaNInAnyElement) {
+    const MatrixXd S = Correlation(3, 0.6), L = Factor(S), I = MatrixXd::Identity(3, 3);
+    const VectorXd zero = VectorXd::Zero(3);
+    for (Index k = 0; k < 3; ++k) {
+        const VectorXd bad = zero + NaN * VectorXd::Unit(3, k);
+        MatrixXd degenerate = L;  // t(k) is 0/0
+        degenerate.row(k).setZero();
+        Triple T(8), gradients(8), ofNumbers(8);
+        const MatrixXd gradient = quarn::GHK_mfx(TRIPLE(gradients), L, bad, I, 5);
+        quarn::GHK_mfx(TRIPLE(ofNumbers), L, zero, I, 5);
+        EXPECT_TRUE(SameState(gradients, ofNumbers)) << k;
+        for (const double p :
+             {quarn::GHK(TRIPLE(T), L, bad, 5), quarn::GHK(TRIPLE(T), bad, L, 5),
+              quarn::GHK(TRIPLE(T), bad, S, I, zero, 5), quarn::GHK(TRIPLE(T), zero, S, I, bad, 5),
+              quarn::GHK_last_conditional(TRIPLE(T), L, bad, 5), quarn::GHK_ratio(TRIPLE(T), L, L, bad, zero, 5),
+              quarn::GHK_ratio(TRIPLE(T), L, L, zero, bad, 5), gradient(0), gradient(1), gradient(2),
+              quarn::GHK_mfx(TRIPLE(T), degenerate, zero, I, 5).sum()}) {
+            EXPECT_TRUE(std::isnan(p)) << k;
+        }
+    }
 }
 
 TEST(GHKRatio, IsTheMeanOfTheRatiosAlsoWhereTheProbabilitiesUnderflow) {

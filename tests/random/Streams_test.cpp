@@ -10,6 +10,7 @@
 #include <quarn/random/TruncatedNormal.h>
 #include <quarn/random/Univariate.h>
 
+#include <Eigen/Cholesky>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -17,12 +18,15 @@
 #include <cstdio>
 #include <functional>
 #include <string>
+#include <vector>
 
 namespace {
 
 using quarn::MatrixXd;
+using quarn::MatrixXi;
 using quarn::RowVectorXd;
 using quarn::VectorXd;
+using quarn::VectorXi;
 using quarn_test::ByRows;
 using quarn_test::Infinity;
 using quarn_test::Triple;
@@ -164,6 +168,81 @@ const Stream streams[] = {
      0, 0, 0xE413D29D5BBA42BA},
 };
 
+// Other forms of truncated multivariate normals and of GHK, most of which prepare what they need in each call
+
+const VectorXi codes{{1, 0, 1}};
+
+// A covariance matrix with its factor, its inverse, and the inverses of it without one row and column.
+const MatrixXd V{{0.75, 0.5, 0.25}, {0.5, 1.0, 0.5}, {0.25, 0.5, 0.75}};
+const MatrixXd P{{2.0, -1.0, 0.0}, {-1.0, 2.0, -1.0}, {0.0, -1.0, 2.0}};
+const MatrixXd L = V.llt().matrixL();
+const std::vector<MatrixXd> W{MatrixXd{{1.5, -1.0}, {-1.0, 2.0}}, MatrixXd{{1.5, -0.5}, {-0.5, 1.5}},
+                              MatrixXd{{2.0, -1.0}, {-1.0, 1.5}}};
+
+// Latent columns: the means, for which the rejection fails in some, the choices, and the maps of these, each its own
+// inverse.
+const MatrixXd means = VectorXd::LinSpaced(9000, -6.0, 6.0).reshaped(3, 3000);
+VectorXi choices = VectorXi::NullaryExpr(3000, [](Eigen::Index t) { return static_cast<int>(t % 4); });
+const MatrixXi columnCodes =
+    MatrixXi::NullaryExpr(3, 3000, [](Eigen::Index i, Eigen::Index t) { return static_cast<int>((t >> i) & 1); });
+const std::vector<MatrixXd> maps{MatrixXd(), MatrixXd{{-1.0, 0.0, 0.0}, {-1.0, 1.0, 0.0}, {-1.0, 0.0, 1.0}},
+                                 MatrixXd{{1.0, -1.0, 0.0}, {0.0, -1.0, 0.0}, {0.0, -1.0, 1.0}},
+                                 MatrixXd{{1.0, 0.0, -1.0}, {0.0, 1.0, -1.0}, {0.0, 0.0, -1.0}}};
+
+/// Each row of out is three columns of a latent matrix X, which draw(T, X) draws anew.
+template <class Draw>
+auto Latent(Draw draw) {
+    return [draw, X = MatrixXd(MatrixXd::Zero(3, 3000))](Triple& T, MatrixXd& out) mutable {
+        draw(T, X);
+        out.reshaped<Eigen::RowMajor>() = X.reshaped();
+    };
+}
+
+const Stream otherForms[] = {
+    {"truncated multivariate normal, rejection by codes",
+     Vectors(low,
+             [](Triple& T, const VectorXd&) {
+                 bool ok = false;
+                 return quarn::MVN_trunc_LV(T.rng, T.norm, mean, factor, codes, ok);
+             }),
+     3.5592007895049891, -3.4650667677142071, 0.13290719485781133, 0x2C1355C7E7E55E44},
+    {"truncated multivariate normal, scan by codes",
+     Vectors(low,
+             [](Triple& T, const VectorXd& x) { return quarn::MVN_trunc_P(TRIPLE(T), mean, precision, x, codes); }),
+     3.4674151343650621, -2.6724567216350912, 2.8065063163323565, 0x48609EFCB5EA5454},
+    {"truncated multivariate normal, scan by coefficients",
+     Vectors(low,
+             [](Triple& T, const VectorXd& x) {
+                 static const MatrixXd C{{0.4, -0.2}, {0.25, 0.2}, {-0.25, 0.375}};
+                 static const VectorXd sd{{1.0, 0.8, 1.1}};
+                 return quarn::MVN_trunc_P(TRIPLE(T), mean, C, sd, x, codes);
+             }),
+     3.4585920609604868, -2.6290949451636489, 2.7648531798166003, 0x8D2CEA2868BFF565},
+    {"truncated multivariate normal, scan by covariance",
+     Vectors(low, [](Triple& T, const VectorXd& x) { return quarn::MVN_trunc_V(TRIPLE(T), mean, V, W, x); }),
+     -0.036007780891573304, -3.7112367022899662, -0.72182038899586498, 0x175A24E2F1B70897},
+    {"latent matrix by choice, precision",
+     Latent([](Triple& T, MatrixXd& X) { quarn::MNtrunc_VP(TRIPLE(T), means, maps, maps, V, P, X, choices); }),
+     -7.5084355374602465, -7.1644276148652617, -5.8341372977843342, 0xF7C321A1963B0BC9},
+    {"latent matrix by choice, covariance",
+     Latent([](Triple& T, MatrixXd& X) { quarn::MNtrunc_V(TRIPLE(T), means, maps, maps, V, X, choices); }),
+     -7.5084355374602465, -7.1644276148652617, -5.8341372977843342, 0x828DBF25C67514E6},
+    {"latent matrix by codes",
+     Latent([](Triple& T, MatrixXd& X) { quarn::MVtrunc_LVP(TRIPLE(T), means, L, P, X, columnCodes); }),
+     -7.5084355374602465, -7.1644276148652617, -5.8341372977843342, 0xD2B80EE9AE5187D6},
+    {"GHK, linear conditions",
+     Cells([](Triple& T) { return quarn::GHK(TRIPLE(T), mean, V, maps[1], MatrixXd(low), 2); }), 0.30028110262199803,
+     0.17764535288253985, 0.17032749277456349, 0x1502C351EE93F3D1},
+    {"GHK, last conditional", Cells([](Triple& T) { return quarn::GHK_last_conditional(TRIPLE(T), factor, mean, 2); }),
+     0.74552376439649515, 0.79012809935974737, 0.72938485856511615, 0x82CD7D20DCFBDD3B},
+    {"GHK, ratio", Cells([](Triple& T) {
+         static const MatrixXd corner = factor.topLeftCorner(2, 2);
+         static const VectorXd two = low.head(2);
+         return quarn::GHK_ratio(TRIPLE(T), factor, corner, mean, two, 2);
+     }),
+     0.585720481306367, 0.85665090254201148, 14.349690774536286, 0x2410CC47E0A57E03},
+};
+
 // Truncated normals
 
 auto Lower(double a) {
@@ -223,6 +302,10 @@ const Stream truncatedNormalMatrices[] = {
 
 TEST(Streams, KeepTheirValues) {
     for (const Stream& stream : streams) ExpectStream(stream, 20240229, 112, 1000, 9);
+}
+
+TEST(Streams, OfOtherFormsKeepTheirValues) {
+    for (const Stream& stream : otherForms) ExpectStream(stream, 20240229, 12, 1000, 9);
 }
 
 TEST(Streams, OfTruncatedNormalsKeepTheirValues) {

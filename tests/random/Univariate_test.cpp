@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <limits>
 #include <numbers>
 #include <string>
 #include <utility>
@@ -206,6 +207,7 @@ TEST(UnivariateLaws, AreNaNWithoutADrawOutsideTheirDomain) {
     std::vector<double> draws;
     for (const double bad : {0.0, -1.0, -Infinity, Infinity, NaN}) {
         std::vector<Case> cases{Chi2Case(bad), StudentCase(bad)};
+        for (const double shape : {1e-3, 1.0, 40.0}) cases.push_back(GammaCase(shape, 1e-310));  // 1/rate overflows
         for (const auto& [x, y] : {std::pair{bad, 1.0}, {1.0, bad}, {40.0, bad}}) {
             cases.insert(cases.end(), {GammaCase(x, y), WeibullCase(x, y), BetaCase(x, y), FCase(x, y)});
         }
@@ -296,6 +298,20 @@ TEST(Beta, IsNeverNaNHoweverSmallItsShapes) {
     }
 }
 
+TEST(HugeShapes, KeepTheDrawsInTheRangeOfDoubles) {
+    // Next to them, the normal of a gamma variate leaves no trace.
+    for (const double huge : {4.6e307, 1e308, std::numeric_limits<double>::max()}) {
+        Triple T(35), normals(35);
+        EXPECT_DOUBLE_EQ(gamma(T, huge, 1.0), huge);
+        EXPECT_DOUBLE_EQ(beta(T, huge, huge), 0.5);
+        EXPECT_EQ(beta(T, huge, 1.0), 1.0);
+        normals = T;
+        quarn::NormalDraw(normals.rng, normals.norm);
+        EXPECT_DOUBLE_EQ(student(T, huge), quarn::NormalDraw(normals.rng, normals.norm));
+        EXPECT_DOUBLE_EQ(f(T, huge, huge), 1.0);
+    }
+}
+
 TEST(SmallDegreesOfFreedom, KeepTheQuotientsOfFAndTWhereTheGammaVariatesUnderflow) {
     // Whatever the df, F of equal ones is above 1 in half of the draws. With df of 0.016, g is below the smallest
     // number in 1 of 300 draws, and t beyond 1e160 in 1 of 370, but beyond doubles in 1 of 100,000.
@@ -310,6 +326,8 @@ TEST(SmallDegreesOfFreedom, KeepTheQuotientsOfFAndTWhereTheGammaVariatesUnderflo
     EXPECT_NEAR(static_cast<double>((ratios.array() > 1.0).count()), 1000, 5 * std::sqrt(500));
     EXPECT_TRUE(t.array().isFinite().all());
     EXPECT_TRUE((t.array().abs() > 1e160).any());
+    student(T, 1e-309, t);
+    EXPECT_TRUE((t.array().abs() == Infinity).all());
 }
 
 }  // namespace
