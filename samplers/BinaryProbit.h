@@ -81,7 +81,8 @@ class QUARN_SAMPLERS_EXPORT BinaryProbitModel final : public Model {
     ///   points       M x K, a row of regressors for each prediction, in the order of the table
     ///   predictions  out: M x 5: mean, median, sd, 5% and 95% quantile
     ///
-    /// False, with a message, if points are missing or do not have K columns. The other arguments are not used.
+    /// False, with a message, if points are missing or do not have K columns. A NaN in a point makes its predictions NaN.
+    /// The other arguments are not used.
     bool Predict(bool first, bool second, std::shared_ptr<MatrixXd> points, int type, std::string name,
                  std::shared_ptr<MatrixXd> predictions, std::string& message, std::string& detail,
                  EventDispatcher* dispatcher) override;

@@ -7,6 +7,8 @@
 #include <samplers/PosteriorTable.h>
 #include <samplers/StoredResults.h>
 
+#include <limits>
+
 namespace quarn::samplers {
 namespace {
 
@@ -80,8 +82,11 @@ bool BinaryProbitModel::Predict(bool, bool, std::shared_ptr<MatrixXd> points, in
     const MatrixXd at = points ? *points : MatrixXd();
     if (!HasDraws(*this, 1, Kind, message) || !HasColumns(at, Samples->cols(), "A prediction", message, detail))
         return false;
-    MatrixXd probabilities = *Samples * at.transpose(), summary;
-    normcdf(probabilities, 0.0, 1.0, probabilities);
+    const MatrixXd indices = *Samples * at.transpose();
+    const auto isNaN = indices.array().isNaN();
+    MatrixXd probabilities, summary;
+    normcdf(isNaN.select(0.0, indices), 0.0, 1.0, probabilities);  // throws for NaN
+    probabilities = isNaN.select(std::numeric_limits<double>::quiet_NaN(), probabilities).eval();
     matrixSummary(probabilities, summary);
     *predictions = summary.leftCols(5);
     return true;

@@ -166,6 +166,9 @@ TEST(BinaryProbitModel, EffectsAreDerivativesOfItsPredictions) {
     ASSERT_TRUE(model->CalculateMFX(2, atMean, 0, same, message, detail, nullptr));
     EXPECT_TRUE(effects->isApprox(*same, 1e-12));
     EXPECT_FALSE(model->CalculateMFX(3, nullptr, 0, effects, message, detail, nullptr));
+    (*atMean)(0, 1) = std::numeric_limits<double>::quiet_NaN();
+    ASSERT_TRUE(model->Predict(false, false, atMean, 0, "", same, message, detail, nullptr));
+    EXPECT_TRUE(same->array().isNaN().all());
     EXPECT_FALSE(model->CalculateMFX(2, nullptr, 40, effects, message, detail, nullptr));
     EXPECT_FALSE(model->CalculateMFX(0, std::make_shared<MatrixXd>(1, 2), 0, effects, message, detail, nullptr));
 }
