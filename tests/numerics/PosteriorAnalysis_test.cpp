@@ -232,8 +232,14 @@ TEST(ComputePosteriors, ShareOneUnitOfProbability) {
     EXPECT_EQ(ComputePosteriors(VectorXd{{1e300, -1e300}}, VectorXd{{1, 1}}), Eigen::Vector2d(1, 0));
     EXPECT_EQ(ComputePosteriors(VectorXd{{5, 5, 1}}, VectorXd{{0, 0, 1}}), Eigen::Vector3d(0, 0, 1));
     EXPECT_EQ(ComputePosteriors(VectorXd(), VectorXd()).size(), 0);
-    EXPECT_TRUE(ComputePosteriors(VectorXd{{NaN, 1}}, VectorXd{{1, 1}}).array().isNaN().all());
-    EXPECT_TRUE(ComputePosteriors(VectorXd{{1, 2}}, VectorXd{{0, 0}}).array().isNaN().all());
+    const std::pair<VectorXd, VectorXd> without[] = {
+        {VectorXd{{NaN, 1}}, VectorXd{{1, 1}}},   {VectorXd{{-Inf, NaN}}, VectorXd{{1, 1}}},
+        {VectorXd{{-9, NaN}}, VectorXd{{0, 1}}},  {VectorXd{{NaN}}, VectorXd{{1}}},
+        {VectorXd{{-Inf, 1}}, VectorXd{{1, -1}}}, {VectorXd{{Inf, Inf}}, VectorXd{{1, 1}}},
+        {VectorXd{{1, 2}}, VectorXd{{0, 0}}}};
+    for (const auto& [logMarginal, priors] : without) {
+        EXPECT_TRUE(ComputePosteriors(logMarginal, priors).array().isNaN().all()) << logMarginal.transpose();
+    }
 }
 
 }  // namespace
