@@ -9,7 +9,8 @@
 ///
 /// Requires: at least one draw, unless said otherwise. Not tested.
 /// Accuracy: sums have a documented order and no processor-specific rounding: the same draws give the same digits on
-///           every processor.
+///           every processor. MCMCdiagnostics solves its regressions by Eigen: there, on every x86-64 processor with a
+///           library built without -m flags.
 namespace quarn {
 
 /// A histogram of b bins of equal width, from the smallest draw on. Row 0 holds the smallest draw and 0, row r the
