@@ -105,7 +105,7 @@ double logL_BProbit::Evaluate(const VectorXd& t, bool valueWanted, double* gradi
 
 // Category 0 stands before the others, its predictors at 0.
 double logL_MLogit::Evaluate(const VectorXd& t, bool valueWanted, double* gradient) {
-    const Index M = t.size() / X.cols();
+    const Index K = X.cols(), M = K > 0 ? t.size() / K : 0;
     double* const work = Cells(m_scratch, BlockRows * (4 + M + 1));
     double* const base = work + 4 * BlockRows;
     // In a last block with fewer rows category 0 still ends where category 1 begins.

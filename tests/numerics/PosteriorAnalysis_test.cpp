@@ -216,6 +216,9 @@ TEST(KDensity, SharesOneGridAndGivesNaNWhereThereIsNoDensity) {
     EXPECT_TRUE(grid.isApprox(VectorXd::LinSpaced(5, -0.5, 10.5), 1e-15));
     EXPECT_TRUE(density.col(0).array().isNaN().all() && (density.col(1).array() > 0.0).all());
     EXPECT_TRUE(quarn::KDensity(X, single).array().isNaN().all() && std::isnan(single[0]));
+    grid.setZero();
+    EXPECT_EQ(quarn::KDensity(MatrixXd(4, 0), grid).cols(), 0);
+    EXPECT_TRUE(grid.array().isNaN().all());
     for (const double odd : {NaN, Inf, 1.7e308}) {
         X.col(1).head(2) << odd, -odd;
         EXPECT_TRUE(quarn::KDensity(X, grid).array().isNaN().all() && grid.array().isNaN().all());
