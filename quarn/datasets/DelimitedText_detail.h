@@ -32,10 +32,10 @@ struct ParsedRows {
 
 /// Parses the lines of source from offset on into table, one line a row, from firstColumn on; columns before it stay as
 /// they are. A complete parse writes every other cell, with 0 where no token reaches; another one sets all rows behind
-/// the last one read to 0. Requires: a line starts at offset; table.rows() is the number of lines from there. Not
-/// tested. Cost:     one pass, and a second one over the rows before the first text token of a column if it comes late.
-/// Allocates
-///           the values of string columns and two blocks of lines.
+/// the last one read to 0.
+/// Requires: a line starts at offset; table.rows() is the number of lines from there. Not tested.
+/// Cost:     one pass, and a second one over the rows before the first text token of a column if it comes late.
+///           Allocates the values of string columns and two blocks of lines.
 ParsedRows ParseRows(ByteSource& source, std::size_t offset, char delimiter, int firstColumn, MatrixXd& table);
 
 }  // namespace quarn::detail

@@ -13,8 +13,9 @@
 ///           tails, where written-out differences such as 1 - Phi would have lost all digits. truncncdf
 ///           alone is right to 1e-15 absolutely, not relatively, near x = 0.
 /// Errors:   normcdf, weibullpdf and fisherpdf let through the std::domain_error that Boost raises for parameters (not
-///           positive, not finite) and points outside the domain. The others give what the formulas give, NaN for the
-///           most part.
+///           positive, not finite) and points outside the domain; weibullpdf and fisherpdf also the std::overflow_error
+///           at x = 0 where the density is infinite there: shape or df1/2 below 1. The others give what the formulas
+///           give, NaN for the most part.
 namespace quarn {
 
 /// Normal law: density exp(-z^2/2)/(s sqrt(2 pi)) with z = (x - m)/s, and distribution function Phi(z).

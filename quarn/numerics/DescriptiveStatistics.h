@@ -76,7 +76,8 @@ QUARN_EXPORT void cov(const MatrixXd& X, MatrixXd& out);
 QUARN_EXPORT MatrixXd covRowwise(const MatrixXd& X);
 
 /// Correlation matrix: the covariance matrix, each cell divided by the two standard deviations. Exactly symmetric; ones
-/// on the diagonal up to rounding; NaN where a variance is 0.
+/// on the diagonal up to rounding. A column that does not vary gives NaN, an infinity or, as digits cancel, a number
+/// without meaning.
 QUARN_EXPORT MatrixXd corr(const MatrixXd& X);
 QUARN_EXPORT void corr(const MatrixXd& X, MatrixXd& out);
 QUARN_EXPORT MatrixXd corrRowwise(const MatrixXd& X);

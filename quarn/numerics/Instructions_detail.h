@@ -13,7 +13,6 @@ enum class Instructions { Portable, Avx2, Avx512, Best = Avx512 };
 
 /// Four lanes: one register with AVX2, two without.
 using Quad = double __attribute__((vector_size(32)));
-using QuadBits = long long __attribute__((vector_size(32)));
 
 // At any address. By reference: a result of this type would have another calling convention without AVX2.
 __attribute__((always_inline)) inline void Load(Quad& lanes, const double* from) {

@@ -124,8 +124,10 @@ double SumOfKernels(const Cells& cells, double point, double logOfCount) {
     return sum;
 }
 
-/// NaN throughout where the range is not finite.
+/// NaN throughout where X has no cells, or their range is not finite.
 void FillGrid(const MatrixXd& X, VectorXd& grid) {
+    grid.setConstant(NaN);
+    if (X.size() == 0) return;
     RowVectorXd range;
     vectorMinMax(Eigen::Map<const VectorXd>(X.data(), X.size()), range);
     const double margin = (range[1] - range[0]) * 0.05;

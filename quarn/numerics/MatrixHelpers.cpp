@@ -91,7 +91,7 @@ void vectorPower(const VectorXd& v, const int& p, VectorXd& out) {
 void matrixPower(MatrixXd& A, const int& p) {
     if (p < 2) return;
     const MatrixXd transposed = A.transpose();
-    for (int factor = 2; factor <= p; ++factor) A = XpZ(transposed, A);
+    for (int done = 1; done < p; ++done) A = XpZ(transposed, A);
 }
 
 void matrixEPower(const MatrixXd& A, const MatrixXd& B, MatrixXd& out) { out = A.binaryExpr(B, &Power); }

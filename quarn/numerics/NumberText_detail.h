@@ -48,8 +48,9 @@ enum class Range { Any, Normal };
 
 /// The double nearest to digits * 10^exponent, ties to even. False, with value untouched, where the result is not a
 /// normal number or one product of 128 bits cannot decide. Range::Normal spares the tests of a result known to be
-/// normal. Requires: digits != 0. Not tested. Source:   Lemire (2021), Number parsing at a gigabyte per second, Softw.
-/// Pract. Exp. 51, 1700-1727.
+/// normal.
+/// Requires: digits != 0. Not tested.
+/// Source:   Lemire (2021), Number parsing at a gigabyte per second, Softw. Pract. Exp. 51, 1700-1727.
 template <Range range = Range::Any>
 inline bool RoundDecimal(std::uint64_t digits, std::int64_t exponent, double& value) {
     if (range == Range::Any && (exponent < SmallestPowerOfFive || exponent > LargestPowerOfFive)) return false;

@@ -70,7 +70,7 @@ VectorXd ComputePosteriors(const VectorXd& logMarginal, const MatrixXd& priors) 
     for (Index i = 0; i < m; ++i) weights[i] = logMarginal[i] + std::log(priors(i, 0));
     const VectorXi order = SortIndex(weights);
     const VectorXd sorted = SortVector(weights, order);
-    if (sorted[m - 1] == NoWeight) return VectorXd::Constant(m, NaN);
+    if (!(sorted[m - 1] > NoWeight)) return VectorXd::Constant(m, NaN);  // NaN is sorted last
     VectorXd ratios(m - 1);
     double sum = 1.0;  // of the weights so far, relative to the largest of them
     for (Index i = 0; i < m - 1; ++i) {

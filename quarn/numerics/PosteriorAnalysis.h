@@ -9,7 +9,8 @@
 ///
 /// Requires: at least one draw, unless said otherwise. Not tested.
 /// Accuracy: sums have a documented order and no processor-specific rounding: the same draws give the same digits on
-///           every processor.
+///           every processor. MCMCdiagnostics solves its regressions by Eigen: there, on every x86-64 processor with a
+///           library built without -m flags.
 namespace quarn {
 
 /// A histogram of b bins of equal width, from the smallest draw on. Row 0 holds the smallest draw and 0, row r the
@@ -38,7 +39,8 @@ QUARN_EXPORT MatrixXd ACFData(const Eigen::Ref<const VectorXd>& x, int lags);
 /// are equally spaced over the range of the whole of X, extended by 5% of its width at both ends.
 /// Ensures:  G x k. Within 1e-12 of the direct sum, relative, down to densities of 1e-285 of a kernel's peak, below
 ///           which 0 may stand. NaN in the column of equal draws, or of a single one; grid and densities are NaN with G
-///           of 1, with a cell that is not finite, or with a range that overflows.
+///           of 1, with a cell that is not finite, or with a range that overflows. X may be without columns: the grid
+///           is NaN.
 /// Cost:     a sort and 24 multiply-adds for each draw, up to 24 G min(m, 600) for the grid, m the number of cells
 ///           (width h/8) that hold draws; usually 24 * 170 G. Memory: 24 m + n.
 /// Source:   bandwidth of Silverman, Density Estimation (1986), eq. 3.28; expansion as in Greengard & Strain (1991),

@@ -3,6 +3,7 @@
 #include <Eigen/Eigenvalues>
 
 #include <cmath>
+#include <limits>
 
 namespace quarn {
 namespace {
@@ -25,8 +26,11 @@ struct Node {
 ///
 /// The eigenvector of x is proportional to p_0(x), ..., p_(n-1)(x), the orthonormal polynomials, with p_0 = 1. The
 /// solver's own eigenvectors have small absolute errors, which are large beside the small components of large rules;
-/// the recurrence of the polynomials keeps the digits of these too. p_n(x)/p_n'(x) improves x itself.
+/// the recurrence of the polynomials keeps the digits of these too. p_n(x)/p_n'(x) improves x itself. At the outer nodes
+/// of rules of thousands the polynomials leave the range of extended precision: from 2^8000 on, where the weight is 0 as
+/// a double, they are taken relative to that.
 Node Refined(const Jacobi& matrix, Extended x) {
+    constexpr Extended Large = 0x1p8000L, PerLarge = 0x1p-8000L;
     const Index n = matrix.diagonal.size();
     Extended squares = 0;
     for (int pass = 0; pass < 2; ++pass) {
@@ -42,6 +46,13 @@ Node Refined(const Jacobi& matrix, Extended x) {
             p = following;
             slopeBefore = slope;
             slope = slopeFollowing;
+            if (std::abs(p) > Large) {
+                before *= PerLarge;
+                p *= PerLarge;
+                slopeBefore *= PerLarge;
+                slope *= PerLarge;
+                squares = std::numeric_limits<Extended>::infinity();
+            }
         }
         if (pass == 0) x -= p / slope;
     }

@@ -73,7 +73,8 @@ double logL_LM::Evaluate(const VectorXd& t, bool, double* gradient) {
     constexpr double Log2Pi = 1.8378770664093453;
     const Index K = X.cols();
     const double n = static_cast<double>(X.rows());
-    const double s2 = std::exp(t[K]);
+    // In extended precision, whose rounding is the same on every processor.
+    const auto s2 = static_cast<double>(std::exp(static_cast<long double>(t[K])));
     double* const z = Cells(m_scratch, BlockRows);
     double squares = 0.0;
     SumOfBlocks(X, t.data(), 1, BlockRows, z, gradient, [&](Index from, Index rows) {
@@ -104,7 +105,7 @@ double logL_BProbit::Evaluate(const VectorXd& t, bool valueWanted, double* gradi
 
 // Category 0 stands before the others, its predictors at 0.
 double logL_MLogit::Evaluate(const VectorXd& t, bool valueWanted, double* gradient) {
-    const Index M = t.size() / X.cols();
+    const Index K = X.cols(), M = K > 0 ? t.size() / K : 0;
     double* const work = Cells(m_scratch, BlockRows * (4 + M + 1));
     double* const base = work + 4 * BlockRows;
     // In a last block with fewer rows category 0 still ends where category 1 begins.

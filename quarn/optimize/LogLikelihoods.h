@@ -15,7 +15,7 @@ namespace quarn {
 /// Requires: sizes of t, y and X as stated, finite cells; the gradient of fg is not its argument t. Not tested.
 /// Ensures:  f, g, fg have equal digits, on every processor. Nothing overflows and no digits are lost where the
 ///           mathematical value is an ordinary number: predictors may be thousands in size. A probability below 1e-307
-///           counts as 0 beside 1.
+///           counts as 0 beside 1. There may be no observations, and no regressors.
 /// Errors:   none reported. Overflowing predictors give NaN or an infinite value.
 /// Cost:     f and g make one pass over X, fg one for both. Nothing is allocated after the first evaluation, but for
 ///           the result of g.

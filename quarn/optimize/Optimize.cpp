@@ -88,6 +88,8 @@ double ZoomAlong(Line& line, double a_lo, double a_hi, double c1, double c2, dou
     }
 }
 
+// The end that goes in as a_lo is the one with the lower value. With the rejected step in its place the bisection could
+// close in on that step, and would never end: on (a - 0.1)^2, say.
 double SearchAlong(Line& line, double f0, double g0, unsigned long maximum) {
     constexpr double c1 = SufficientDecrease, c2 = Curvature;
     double a = 1.0, previous = 0.0, previousValue = f0;
@@ -262,6 +264,14 @@ double Optimize::GoldenSection(double (*function)(double), double start, double 
             rightValue = leftValue;
             left = Near * a + Far * b;
             leftValue = function(left);
+        }
+        // The weights have six digits. A point that is kept again and again leaves its place by an error that grows by
+        // the golden ratio each time, and in the end passes the other one.
+        if (!(left < right)) {
+            left = Near * a + Far * b;
+            right = Far * a + Near * b;
+            leftValue = function(left);
+            rightValue = function(right);
         }
         if (!(b - a < span)) break;
     }

@@ -122,6 +122,8 @@ TEST(Densities, OfBoostRaiseBoostsErrorsEvenForMatricesWithoutCells) {
         EXPECT_TRUE(contains(ErrorOf([&] { quarn::fisherpdf(1.0, scale, 2.0); }), "must be > 0 !"));
     }
     EXPECT_TRUE(contains(ErrorOf([&] { quarn::normcdf(none, Infinity, 1.0, out); }), "must be finite!"));
+    EXPECT_THROW(quarn::weibullpdf(0.0, 0.5, 1.0), std::overflow_error);
+    EXPECT_THROW(quarn::fisherpdf(0.0, 1.9, 5.0), std::overflow_error);
 }
 
 TEST(Densities, OfBoostAgreeInBothForms) {

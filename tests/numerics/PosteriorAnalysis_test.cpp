@@ -216,6 +216,9 @@ TEST(KDensity, SharesOneGridAndGivesNaNWhereThereIsNoDensity) {
     EXPECT_TRUE(grid.isApprox(VectorXd::LinSpaced(5, -0.5, 10.5), 1e-15));
     EXPECT_TRUE(density.col(0).array().isNaN().all() && (density.col(1).array() > 0.0).all());
     EXPECT_TRUE(quarn::KDensity(X, single).array().isNaN().all() && std::isnan(single[0]));
+    grid.setZero();
+    EXPECT_EQ(quarn::KDensity(MatrixXd(4, 0), grid).cols(), 0);
+    EXPECT_TRUE(grid.array().isNaN().all());
     for (const double odd : {NaN, Inf, 1.7e308}) {
         X.col(1).head(2) << odd, -odd;
         EXPECT_TRUE(quarn::KDensity(X, grid).array().isNaN().all() && grid.array().isNaN().all());
@@ -232,8 +235,14 @@ TEST(ComputePosteriors, ShareOneUnitOfProbability) {
     EXPECT_EQ(ComputePosteriors(VectorXd{{1e300, -1e300}}, VectorXd{{1, 1}}), Eigen::Vector2d(1, 0));
     EXPECT_EQ(ComputePosteriors(VectorXd{{5, 5, 1}}, VectorXd{{0, 0, 1}}), Eigen::Vector3d(0, 0, 1));
     EXPECT_EQ(ComputePosteriors(VectorXd(), VectorXd()).size(), 0);
-    EXPECT_TRUE(ComputePosteriors(VectorXd{{NaN, 1}}, VectorXd{{1, 1}}).array().isNaN().all());
-    EXPECT_TRUE(ComputePosteriors(VectorXd{{1, 2}}, VectorXd{{0, 0}}).array().isNaN().all());
+    const std::pair<VectorXd, VectorXd> without[] = {
+        {VectorXd{{NaN, 1}}, VectorXd{{1, 1}}},   {VectorXd{{-Inf, NaN}}, VectorXd{{1, 1}}},
+        {VectorXd{{-9, NaN}}, VectorXd{{0, 1}}},  {VectorXd{{NaN}}, VectorXd{{1}}},
+        {VectorXd{{-Inf, 1}}, VectorXd{{1, -1}}}, {VectorXd{{Inf, Inf}}, VectorXd{{1, 1}}},
+        {VectorXd{{1, 2}}, VectorXd{{0, 0}}}};
+    for (const auto& [logMarginal, priors] : without) {
+        EXPECT_TRUE(ComputePosteriors(logMarginal, priors).array().isNaN().all()) << logMarginal.transpose();
+    }
 }
 
 }  // namespace

@@ -185,6 +185,21 @@ TEST(LogLikelihoods, KeepTheirDigitsFarIntoTheTails) {
     }
 }
 
+TEST(LogLikelihoods, MayBeWithoutObservationsOrRegressors) {
+    const auto expectValue = []<class Objective>(double value) {
+        Objective objective;
+        EXPECT_EQ(objective.f(VectorXd()), 0.0);
+        objective.y = VectorXd::Zero(3);
+        objective.X.resize(3, 0);
+        EXPECT_NEAR(objective.f(VectorXd()), value, 1e-15);
+        EXPECT_EQ(objective.g(VectorXd()).size(), 0);
+    };
+    expectValue.operator()<quarn::logL_BLogit>(3 * std::log(2.0));
+    expectValue.operator()<quarn::logL_BProbit>(3 * std::log(2.0));
+    expectValue.operator()<quarn::logL_MLogit>(0.0);
+    expectValue.operator()<quarn::logL_CLogit>(0.0);
+}
+
 TEST(LikelihoodKernels, GiveTheSameDigitsOnEveryProcessor) {
     using namespace quarn::detail;
     const Index n = 251;
