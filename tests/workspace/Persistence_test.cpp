@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <clocale>
 #include <limits>
 #include <map>
 #include <random>
@@ -138,6 +139,24 @@ TEST(WorkspacePersistence, BringsBackAllThatIsInATree) {
     EXPECT_EQ(links, 3);
     loaded.Top.NotifyAssociatedModelsForSaving(counter = 17);
     EXPECT_EQ(Saved(loaded.Top), first);
+}
+
+TEST(WorkspacePersistence, KeepsNamesOfAnyBytesInAnyLocale) {
+    for (const char* locale : {"C", "C.UTF-8"}) {
+        if (std::setlocale(LC_CTYPE, locale) == nullptr) continue;
+        Workspace w;
+        // Of the second, UTF-8 makes the character that stands for the last byte of the first.
+        for (const char* name :
+             {"caf\xE9", "caf\xEF\x9F\xA9", "caf\xC3\xA9", "caf\xC3\xA9\xE9", "\xED\xA0\x80", "\xEF"}) {
+            const auto dataset = MakeDataset();
+            dataset->RenameVariable("x", name);
+            w.AddDataset(name, dataset);
+        }
+        const Loaded loaded(Saved(w));
+        EXPECT_EQ(Saved(loaded.Top), Saved(w)) << locale;
+        for (const auto& [name, dataset] : loaded.Top.Datasets) EXPECT_TRUE(dataset->VariableExists(name)) << locale;
+    }
+    std::setlocale(LC_CTYPE, "C");
 }
 
 TEST(WorkspacePersistence, WritesAndReadsTheSameInAnyLocale) {
