@@ -124,8 +124,9 @@ class QUARN_EXPORT QuarnStructure {
     // ---- Saving and links ----
 
     /// Gives each dataset of the tree its key in the file, "dataset" and a number, and passes it on to its models; other
-    /// models of the tree lose what key they had. Call it on the top structure before SaveStructure. counter is the first
-    /// number, and afterwards the next free one.
+    /// models of the tree lose what key they had. A model that two of them list, one the copy of the other, gets the key of
+    /// the one that it is linked to. Call it on the top structure before SaveStructure. counter is the first number, and
+    /// afterwards the next free one.
     void NotifyAssociatedModelsForSaving(int& counter);
 
     /// Writes the tree as lines, fields separated by "~": five counts, in the order of ItemKind, and then the items in

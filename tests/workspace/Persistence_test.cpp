@@ -172,6 +172,24 @@ TEST(WorkspacePersistence, WritesAndReadsTheSameInAnyLocale) {
     EXPECT_EQ(Saved(Loaded(expected).Top), expected);
 }
 
+TEST(WorkspacePersistence, LinksModelsToTheirDatasetBesideCopiesOfIt) {
+    Workspace w, copies;
+    w.AddDataset("d", MakeDataset());
+    w.AddModel("m", MakeModel(w.GetpDataset("d")));
+    for (const char* name : {"a", "e"}) w.AddDataset(name, w.GetpDataset("d")->Copy());
+    int counter = 0;
+    w.NotifyAssociatedModelsForSaving(counter);
+    const Loaded loaded(Saved(w));
+    EXPECT_EQ(loaded.Top.GetpModel("m")->Dataset, std::vector{loaded.Top.GetpDataset("d")});
+    EXPECT_TRUE(loaded.Top.GetpDataset("a")->AssociatedModels.empty());
+
+    // Without the dataset itself, a copy stands in for it.
+    copies.AddDataset("e", w.GetpDataset("e"));
+    copies.AddModel("m", w.GetpModel("m"));
+    copies.NotifyAssociatedModelsForSaving(counter = 0);
+    EXPECT_EQ(Loaded(Saved(copies)).Top.GetpModel("m")->Dataset.size(), 1U);
+}
+
 TEST(WorkspacePersistence, LinksNoModelWithoutItsDataset) {
     Workspace w, outside;
     const auto elsewhere = MakeDataset();
