@@ -139,7 +139,7 @@ class QUARN_EXPORT QuarnStructure {
     ///   string     name, then the text with "_#_end_of_string_#_" behind it
     ///
     /// Errors: none reported. The caller looks at the stream afterwards.
-    /// Requires: no "~" or line feed in a name; no end mark in a string of several lines. Not tested.
+    /// Requires: no "~" or line feed in a name; of a string of several lines, no end mark in its lines joined. Not tested.
     void SaveStructure(std::ostream& stream) const;
 
     /// Links the models of the tree to the datasets whose keys they bear, both ways; but no model that was cut, and none
