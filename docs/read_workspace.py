@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """Reads a workspace file of Quarn, by docs/workspace-format.md. Run as a program, it lists what the file holds."""
 
+import re
 import sys
 
 
@@ -72,11 +73,14 @@ def read_model(lines):
     return model
 
 
-def read_string(lines):
-    end, text = "_#_end_of_string_#_", lines.line()
-    while not text.endswith(end):
-        text += "\n" + lines.line()
-    return text[: -len(end)]
+def read_string(lines):  # the end mark may begin on one line and end on the next
+    end, text, joined = "_#_end_of_string_#_", [], ""
+    while end not in joined:
+        text.append(lines.line())
+        joined = joined[1 - len(end):] + text[-1]
+    mark = "\n*".join(map(re.escape, end))
+    before, behind = re.fullmatch(f"(.*){mark}(.*)", "\n".join(text), re.DOTALL).groups()  # of the last one
+    return before + behind
 
 
 def read_structure(lines):

@@ -58,6 +58,21 @@ std::string TooLarge(const RunSettings& settings, Eigen::Index columns) {
     return text.str();
 }
 
+/// Starts count threads of run(number, count). False where the system gives out before the last one.
+template <class Run>
+bool StartThreads(std::size_t count, const Run& run, std::vector<std::shared_ptr<boost::thread>>& threads) {
+    try {
+        threads.reserve(count);  // or a thread could run that is in no list
+        for (std::size_t t = 0; t < count; ++t)
+            threads.push_back(std::make_shared<boost::thread>([run, t, count] { run(t, count); }));
+    } catch (const boost::thread_resource_error&) {
+        return false;
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+    return true;
+}
+
 }  // namespace
 
 /// What a run consists of besides the fields of the estimator.
@@ -141,10 +156,16 @@ std::string Sampler::Start(const RunSettings& settings) {
     const std::size_t numThreads = std::min(wanted, m_run->Slots.size());
     m_run->ThreadsLeft = numThreads;
     m_run->Begin = Clock::now();
-    for (std::size_t t = 0; t < numThreads; ++t)
-        m_estimator.Threads.push_back(
-            std::make_shared<boost::thread>([this, t, numThreads] { RunThread(t, numThreads); }));
-    return "OK";
+    if (StartThreads(
+            numThreads, [this](std::size_t t, std::size_t n) { RunThread(t, n); }, m_estimator.Threads))
+        return "OK";
+    const std::size_t started = m_estimator.Threads.size();
+    // No thread ends the run while one that was counted is missing.
+    m_estimator.InterruptThreads();
+    m_run.reset();
+    m_estimator.pSamples.reset();
+    return "The system allowed " + std::to_string(started) + " threads of " + std::to_string(numThreads) +
+           ". Ask for fewer.";
 }
 
 void Sampler::RunThread(std::size_t thread, std::size_t numThreads) {

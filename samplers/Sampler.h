@@ -37,7 +37,8 @@ class QUARN_SAMPLERS_EXPORT Sampler {
 
     /// Allocates the draws and starts the threads. "OK", or a message if a setting is out of its range (Draws, Thin,
     /// Chains of at least 1, Burnin of at least 0), if the draws do not fit into three quarters of the machine's memory,
-    /// if the data cannot be used, or if a run has been started before.
+    /// if the data cannot be used, if a run has been started before, or if the system does not allow that many threads:
+    /// those that had started are stopped then, and Start can be called again, with fewer.
     std::string Start(const RunSettings& settings);
 
     /// Waits until all threads have ended, at most so many seconds. True if they have.

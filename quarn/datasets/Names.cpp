@@ -4,21 +4,47 @@
 
 #include <algorithm>
 #include <unordered_map>
+#include <utility>
 
 namespace quarn::detail {
 namespace {
 
 constexpr wchar_t PrivateUse = 0xF700;  // plus a byte beyond ASCII
 
-std::string ToAnyBytes(const std::wstring& text) {
-    std::string bytes;
-    for (const wchar_t c : text) {
-        if (c >= PrivateUse + 0x80 && c <= PrivateUse + 0xFF)
-            bytes += static_cast<char>(c - PrivateUse);
-        else
-            bytes += wxString(c).utf8_string();
-    }
+bool IsByte(wchar_t c) { return c >= PrivateUse + 0x80 && c <= PrivateUse + 0xFF; }
+
+/// In the encoding of the locale; empty if that has no form for it.
+std::string InLocale(const std::wstring& text) {
+    const std::size_t size = wxConvLibc.FromWChar(nullptr, 0, text.data(), text.size());
+    if (size == wxCONV_FAILED) return {};
+    std::string bytes(size, '\0');
+    wxConvLibc.FromWChar(bytes.data(), bytes.size(), text.data(), text.size());
     return bytes;
+}
+
+std::string InUTF8(const std::wstring& text) {
+    std::string bytes;
+    for (const wchar_t c : text) bytes += wxString(c).utf8_string();
+    return bytes;
+}
+
+/// Characters that stand for bytes become these, and what is between them text in the locale, or UTF-8 where that has
+/// no form for it. The first is whether it always had one.
+std::pair<bool, std::string> ToBytes(const wxString& name) {
+    if (name.IsAscii()) return {true, name.ToStdString(wxConvISO8859_1)};
+    const std::wstring& text = name.ToStdWstring();  // a reference or a value, by the build of the string library
+    bool hasForm = true;
+    std::string bytes;
+    for (auto at = text.begin(); at != text.end();) {
+        const auto byte = std::find_if(at, text.end(), IsByte);
+        if (const std::wstring run(at, byte); !run.empty()) {
+            const std::string local = InLocale(run);
+            hasForm = hasForm && !local.empty();
+            bytes += local.empty() ? InUTF8(run) : local;
+        }
+        for (at = byte; at != text.end() && IsByte(*at); ++at) bytes += static_cast<char>(*at - PrivateUse);
+    }
+    return {hasForm, std::move(bytes)};
 }
 
 }  // namespace
@@ -28,7 +54,8 @@ wxString ToTableName(const std::string& name) {
     // Not by FromAscii, which ends the program where memory runs out.
     if (ascii) return std::wstring(name.begin(), name.end());
     const wxString converted(name.data(), wxConvLibc, name.size());
-    if (!converted.empty()) return converted;
+    // What does not come back, such as the UTF-8 form of a character that stands for a byte, is no text either.
+    if (ToSavedName(converted) == name) return converted;
     std::wstring characters;
     for (const char c : name) {
         const auto byte = static_cast<unsigned char>(c);
@@ -38,19 +65,11 @@ wxString ToTableName(const std::string& name) {
 }
 
 std::string ToByteString(const wxString& name) {
-    if (name.IsAscii()) return name.ToStdString(wxConvISO8859_1);
-    const std::wstring& text = name.ToStdWstring();  // a reference or a value, by the build of the string library
-    const std::size_t size = wxConvLibc.FromWChar(nullptr, 0, text.data(), text.size());
-    if (size == wxCONV_FAILED) return {};
-    std::string bytes(size, '\0');
-    wxConvLibc.FromWChar(bytes.data(), bytes.size(), text.data(), text.size());
-    return bytes;
+    auto [hasForm, bytes] = ToBytes(name);
+    return hasForm ? std::move(bytes) : std::string();
 }
 
-std::string ToSavedName(const wxString& name) {
-    std::string bytes = ToByteString(name);
-    return bytes.empty() ? ToAnyBytes(name.ToStdWstring()) : bytes;
-}
+std::string ToSavedName(const wxString& name) { return ToBytes(name).second; }
 
 int FindColumn(const wxArrayString& varNames, const std::string& name) {
     const int column = varNames.Index(ToTableName(name));

@@ -106,7 +106,7 @@ std::string Dataset::PreparePanel(std::vector<std::string>& names, MatrixXd& X, 
                                   MatrixXi& structure, bool dropSingletons, bool isDynamic) {
     if (ListContainsStringVariables(names)) return StatusTexts::NonNumericVariables;
     if (DatasetType != detail::PanelType)
-        return StatusTexts::DatasetNamed + detail::ToByteString(Name) + StatusTexts::NoPanelForModels;
+        return StatusTexts::DatasetNamed + detail::ToSavedName(Name) + StatusTexts::NoPanelForModels;
     if (std::string status = detail::RefreshDeclaration(*this); status != StatusTexts::OK) return status;
 
     const std::vector<int> columns = detail::FindColumns(VarNames, names);

@@ -28,7 +28,7 @@ constexpr double NoId = -1.0;  ///< of a period that no observation stands for
 std::string CheckTimeStructure(Dataset& dataset, std::vector<std::string>& names) {
     if (dataset.ListContainsStringVariables(names)) return StatusTexts::NonNumericVariables;
     if (dataset.DatasetType == detail::CrossSectionType)
-        return StatusTexts::DatasetNamed + detail::ToByteString(dataset.Name) + StatusTexts::NoTimeStructure +
+        return StatusTexts::DatasetNamed + detail::ToSavedName(dataset.Name) + StatusTexts::NoTimeStructure +
                StatusTexts::ModelThatNeedsTime;
     return detail::RefreshDeclaration(dataset);
 }

@@ -1,8 +1,8 @@
 #pragma once
 
-/// What operations of datasets answer: "OK", a code that the calling layer interprets, or a finished message whose line
-/// breaks are part of it. Nothing else is returned as a status; messages that name a variable start with a text from
-/// here.
+/// What operations of datasets and reports on them answer: "OK", a code that the calling layer interprets, or a finished
+/// message whose line breaks are part of it. Nothing else is returned as a status; messages that name a variable start
+/// with a text from here.
 namespace quarn::StatusTexts {
 
 inline constexpr char OK[] = "OK";
@@ -114,5 +114,12 @@ inline constexpr char DependentAreImputed[] =
 inline constexpr char NonInteger[] = "The dependent variable contains\nnon-integer values.";
 inline constexpr char WrongMinimum[] = "The minimum value of the dependent\nvariable is not ";  // then its word
 inline constexpr char NotConsecutive[] = "The dependent variable contains integers\nwhich are not consecutive.";
+
+// Summary statistics, behind DatasetNamed and the name.
+inline constexpr char NoVariable[] = "\" does not have a variable \"";  // then the name, then
+inline constexpr char EndOfVariable[] = "\".";
+inline constexpr char NoCompleteOfSpecified[] =
+    "\" has no observations without missing data in the specified variables.";
+inline constexpr char NoComplete[] = "\" has no observations without missing data.";
 
 }  // namespace quarn::StatusTexts

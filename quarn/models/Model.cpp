@@ -104,15 +104,19 @@ bool Model::ProvidesAction(const std::string& name) const {
     return std::find(ActionsParser.begin(), ActionsParser.end(), name) != ActionsParser.end();
 }
 
+// The old link goes last, and nothing of the model may be touched then: it can be the last pointer to a dataset that holds
+// the last one to this model.
+
 void Model::SetDataset(std::shared_ptr<quarn::Dataset> dataset) {
-    Dataset.clear();
-    Dataset.push_back(std::move(dataset));
+    std::vector<std::shared_ptr<quarn::Dataset>> link;
+    link.push_back(std::move(dataset));
     DatasetWasDeleted = false;
+    Dataset.swap(link);
 }
 
 void Model::SetDatasetWasDeleted() {
-    Dataset.clear();
     DatasetWasDeleted = true;
+    const auto link = std::exchange(Dataset, {});
 }
 
 void Model::InterruptThreads() { detail::InterruptAndJoin(Threads); }

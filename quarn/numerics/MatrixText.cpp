@@ -76,7 +76,7 @@ void WriteBody(TextWriter& writer, const MatrixXd& matrix, int precision) {
 }
 
 MatrixXd LoadBody(std::istream& stream, int rows, int columns) {
-    const std::int64_t before = BytesLeft(stream);
+    const std::int64_t before = IsAlwaysAllowed(rows, columns) ? UnknownSize : BytesLeft(stream);
     RequireRoom(rows, columns, before);
     MatrixXd matrix;
     ResizeUninitialised(matrix, rows, columns);
@@ -123,8 +123,7 @@ MatrixXd LoadMatrix(std::istream& stream, char delimiter) {
     const std::string_view text = lines.Next(detail::StreamLines::Everything);
     const auto rows = static_cast<Index>(detail::CountLineFeeds(text.data(), text.data() + text.size()));
     const Index columns = CountTokens(text.substr(0, text.find('\n')), delimiter);
-    constexpr std::int64_t cellsPerByte = 64;
-    detail::RequireRoom(rows, columns, cellsPerByte * static_cast<std::int64_t>(text.size()));
+    detail::RequireRoom(rows, columns, detail::CellsPerByte * static_cast<std::int64_t>(text.size()));
     MatrixXd matrix;
     detail::ResizeUninitialised(matrix, rows, columns);
     ForEachLine(text, delimiter, 0, [&](Index i, const char* begin, detail::TokenEnds& ends) {

@@ -26,8 +26,6 @@ bool GetLine(std::istream& stream, std::string& line) {
     return !stream.fail();
 }
 
-constexpr std::int64_t AlwaysAllowed = 65536;  ///< cells of a table that was cut short
-
 }  // namespace
 
 bool ReadLine(std::istream& stream, std::string& line) {
@@ -75,14 +73,17 @@ std::int64_t BytesLeft(std::istream& stream) {
 }
 
 void RequireRoom(std::int64_t rows, std::int64_t columns, std::int64_t limit) {
-    const std::int64_t most = std::max(limit, AlwaysAllowed);
+    const std::int64_t most = std::max(limit, CellsAlwaysAllowed);
     if (rows < 0 || columns < 0 || (rows > 0 && columns > most / rows)) throw std::bad_alloc();
 }
 
 void RequireText(const std::istream& stream, std::int64_t cells, std::int64_t bytes) {
-    constexpr std::int64_t cellsPerByte = 64;
-    const std::int64_t most = cellsPerByte * bytes;
-    if (cells > (stream.good() ? most : std::max(most, AlwaysAllowed))) throw std::bad_alloc();
+    const std::int64_t most = CellsPerByte * bytes;
+    if (cells > (stream.good() ? most : std::max(most, CellsAlwaysAllowed))) throw std::bad_alloc();
+}
+
+bool IsAlwaysAllowed(int rows, int columns) {
+    return rows >= 0 && columns >= 0 && columns <= CellsPerByte && std::int64_t{rows} * columns <= CellsAlwaysAllowed;
 }
 
 }  // namespace quarn::detail

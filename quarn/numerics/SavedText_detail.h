@@ -28,18 +28,24 @@ std::vector<std::string> ReadFields(std::istream& stream, std::size_t count);
 int ToInt(std::string_view text);
 
 /// Bytes from the position of the stream to its end, or UnknownSize, which is larger than any, where it cannot tell, as
-/// for a pipe. The position stays, and the state of the stream too.
+/// for a pipe. The position stays, and the state of the stream too. Cost: a file loses what it has read ahead.
 inline constexpr std::int64_t UnknownSize = std::numeric_limits<std::int64_t>::max();
 std::int64_t BytesLeft(std::istream& stream);
 
+inline constexpr std::int64_t CellsAlwaysAllowed = 65536;  ///< so that a small table which was cut short still loads
+inline constexpr std::int64_t CellsPerByte = 64;           ///< of a text, much of which may be lost
+
 /// Throws std::bad_alloc, before anything is allocated, for counts that a damaged passage claims and that cannot be
-/// true: negative ones, or more cells than limit. 65536 cells are always allowed, so that a small table which was cut
-/// short still loads.
+/// true: negative ones, or more cells than limit, or than CellsAlwaysAllowed where that is more.
 void RequireRoom(std::int64_t rows, std::int64_t columns, std::int64_t limit);
 
-/// Throws std::bad_alloc for more cells than the bytes of text that they were read from can have stood for, though much
-/// of it be lost: 64 for each byte. Many counts that RequireRoom lets pass could otherwise claim the same bytes. Where
-/// the stream has ended, which no count survives, only the limit of RequireRoom holds: 65536 cells.
+/// Throws std::bad_alloc for more cells than the bytes of text that they were read from can have stood for:
+/// CellsPerByte for each. Many counts that RequireRoom lets pass could otherwise claim the same bytes. Where the stream
+/// has ended, which no count survives, only CellsAlwaysAllowed holds.
 void RequireText(const std::istream& stream, std::int64_t cells, std::int64_t bytes);
+
+/// Whether neither of the two can refuse a table of which each row is a line, whatever the stream holds, so that there is
+/// no need to ask for its bytes: a stream that has not ended has given the line feed of each row.
+bool IsAlwaysAllowed(int rows, int columns);
 
 }  // namespace quarn::detail

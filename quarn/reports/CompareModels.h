@@ -21,7 +21,8 @@ class QUARN_EXPORT CompareModels {
     /// Requires: M entries in each argument; M >= 1; priors not negative, of any sum, since only their ratios count; at
     ///           least one above 0. Not tested.
     /// Ensures:  posteriors in [0, 1] of sum 1, up to rounding, however far apart the models are: by the chain of odds of
-    ///           neighbours where that neither over- nor underflows, else in ascending order.
+    ///           neighbours where that neither over- nor underflows, else in ascending order. NaN throughout where a weight
+    ///           exp(l(i)) q(i) is NaN, all are 0, or two are infinite.
     CompareModels(const std::vector<std::string>& names, const std::vector<std::string>& types, const VectorXd& logML,
                   const VectorXd& priors);
 

@@ -24,10 +24,11 @@ SummarizeModel::SummarizeModel(const std::shared_ptr<Dataset>& dataset, std::vec
     const auto unknown = std::find(columns.begin(), columns.end(), dataset->NumVars);
     if (unknown != columns.end()) {
         const std::string& name = names[static_cast<std::size_t>(unknown - columns.begin())];
-        Status = "Dataset \"" + DatasetName + "\" does not have a variable \"" + name + "\".";
+        Status = StatusTexts::DatasetNamed + detail::ToSavedName(dataset->Name) + StatusTexts::NoVariable + name +
+                 StatusTexts::EndOfVariable;
         return;
     }
-    Summarize(*dataset, columns, casewise, "\" has no observations without missing data in the specified variables.");
+    Summarize(*dataset, columns, casewise, StatusTexts::NoCompleteOfSpecified);
 }
 
 SummarizeModel::SummarizeModel(const std::shared_ptr<Dataset>& dataset, bool casewise)
@@ -36,7 +37,7 @@ SummarizeModel::SummarizeModel(const std::shared_ptr<Dataset>& dataset, bool cas
     std::iota(columns.begin(), columns.end(), 1);
     for (const int column : columns)
         VarNames.push_back(detail::ToSavedName(dataset->VarNames[static_cast<std::size_t>(column)]));
-    Summarize(*dataset, columns, casewise, "\" has no observations without missing data.");
+    Summarize(*dataset, columns, casewise, StatusTexts::NoComplete);
 }
 
 void SummarizeModel::Summarize(const Dataset& dataset, const std::vector<int>& columns, bool casewise,
@@ -44,7 +45,7 @@ void SummarizeModel::Summarize(const Dataset& dataset, const std::vector<int>& c
     if (!casewise) {
         SummarizeSeparately(dataset, columns);
     } else if (!SummarizeJointly(dataset, columns)) {
-        Status = "Dataset \"" + DatasetName + ending;
+        Status = StatusTexts::DatasetNamed + detail::ToSavedName(dataset.Name) + ending;
     }
 }
 

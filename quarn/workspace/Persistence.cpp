@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <istream>
 #include <ostream>
+#include <set>
 #include <string_view>
 #include <utility>
 
@@ -159,11 +160,22 @@ void QuarnStructure::NotifyAssociatedModelsForSaving(int& counter) {
     ForEachStructure(*this, [](QuarnStructure& structure) {
         for (const auto& entry : structure.Models) entry.second->DatasetLink.clear();
     });
-    ForEachStructure(*this, [&counter](QuarnStructure& structure) {
+    std::set<const Dataset*> datasets;
+    ForEachStructure(*this, [&](QuarnStructure& structure) {
         for (const auto& entry : structure.Datasets) {
             Dataset& dataset = *entry.second;
             dataset.SaveId = "dataset" + std::to_string(counter++);
             dataset.NotifyAssociatedModels(2, dataset.SaveId);
+            datasets.insert(&dataset);
+        }
+    });
+    // The copy of a dataset lists the models of its source, and passes its own key on to them. A model whose dataset is
+    // in the file belongs to that one, whichever was visited last.
+    ForEachStructure(*this, [&datasets](QuarnStructure& structure) {
+        for (const auto& entry : structure.Models) {
+            Model& model = *entry.second;
+            if (model.DatasetLink.empty() || model.Dataset.empty()) continue;
+            if (datasets.contains(model.Dataset.front().get())) model.DatasetLink = model.Dataset.front()->SaveId;
         }
     });
 }

@@ -109,7 +109,40 @@ std::shared_ptr<Model> CopyOf(Model& model) { return model.Copy(); }
 
 template <class Item>
 void CopyItems(const Items<Item>& source, Items<Item>& target) {
-    for (const auto& [name, item] : source) target[name] = CopyOf(*item);
+    for (const auto& [name, item] : source) {
+        // The place first: once there is a copy of a linked model, which its dataset lists, nothing may fail before it is
+        // in the target.
+        Items<Item> copied;
+        std::shared_ptr<Item>& place = copied[name];
+        place = CopyOf(*item);
+        target.merge(copied);
+    }
+}
+
+void CopyTree(const QuarnStructure& top, QuarnStructure& copyOfTop) {
+    std::vector<std::pair<const QuarnStructure*, QuarnStructure*>> toDo{{&top, &copyOfTop}};
+    while (!toDo.empty()) {
+        const auto [source, target] = toDo.back();
+        toDo.pop_back();
+        CopyItems(source->Matrices, target->Matrices);
+        CopyItems(source->Datasets, target->Datasets);
+        CopyItems(source->Models, target->Models);
+        CopyItems(source->Strings, target->Strings);
+        for (auto nested = source->Structures.rbegin(); nested != source->Structures.rend(); ++nested) {
+            auto copy = std::make_shared<QuarnStructure>();
+            toDo.emplace_back(nested->second.get(), copy.get());
+            target->Structures[nested->first] = std::move(copy);
+        }
+    }
+}
+
+/// Cuts the models of a tree, and leaves its datasets alone. Allocates nothing.
+void CutModels(QuarnStructure& top) {
+    top.RemoveModels();
+    TakeApart(top.Structures, [](const std::shared_ptr<QuarnStructure>& nested) {
+        nested->RemoveModels();
+        return true;
+    });
 }
 
 }  // namespace
@@ -142,19 +175,13 @@ QuarnStructure::~QuarnStructure() {
 
 std::shared_ptr<QuarnStructure> QuarnStructure::Copy() const {
     auto top = std::make_shared<QuarnStructure>();
-    std::vector<std::pair<const QuarnStructure*, QuarnStructure*>> toDo{{this, top.get()}};
-    while (!toDo.empty()) {
-        const auto [source, target] = toDo.back();
-        toDo.pop_back();
-        CopyItems(source->Matrices, target->Matrices);
-        CopyItems(source->Datasets, target->Datasets);
-        CopyItems(source->Models, target->Models);
-        CopyItems(source->Strings, target->Strings);
-        for (auto nested = source->Structures.rbegin(); nested != source->Structures.rend(); ++nested) {
-            auto copy = std::make_shared<QuarnStructure>();
-            toDo.emplace_back(nested->second.get(), copy.get());
-            target->Structures[nested->first] = std::move(copy);
-        }
+    try {
+        CopyTree(*this, *top);
+    } catch (...) {
+        // Datasets of the source list the copies of their models, and would keep them. Not Clear: the copied datasets list
+        // the models of the source.
+        CutModels(*top);
+        throw;
     }
     return top;
 }

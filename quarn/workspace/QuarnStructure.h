@@ -124,8 +124,9 @@ class QUARN_EXPORT QuarnStructure {
     // ---- Saving and links ----
 
     /// Gives each dataset of the tree its key in the file, "dataset" and a number, and passes it on to its models; other
-    /// models of the tree lose what key they had. Call it on the top structure before SaveStructure. counter is the first
-    /// number, and afterwards the next free one.
+    /// models of the tree lose what key they had. A model that two of them list, one the copy of the other, gets the key of
+    /// the one that it is linked to. Call it on the top structure before SaveStructure. counter is the first number, and
+    /// afterwards the next free one.
     void NotifyAssociatedModelsForSaving(int& counter);
 
     /// Writes the tree as lines, fields separated by "~": five counts, in the order of ItemKind, and then the items in
@@ -138,7 +139,7 @@ class QUARN_EXPORT QuarnStructure {
     ///   string     name, then the text with "_#_end_of_string_#_" behind it
     ///
     /// Errors: none reported. The caller looks at the stream afterwards.
-    /// Requires: no "~" or line feed in a name; no end mark in a string of several lines. Not tested.
+    /// Requires: no "~" or line feed in a name; of a string of several lines, no end mark in its lines joined. Not tested.
     void SaveStructure(std::ostream& stream) const;
 
     /// Links the models of the tree to the datasets whose keys they bear, both ways; but no model that was cut, and none

@@ -123,9 +123,10 @@ TEST(PreparePanel, SaysWhyItCannotAndTouchesNothing) {
     expect({"x"}, StalePanel);
     EXPECT_TRUE(dataset.TransformedSinceDeclaration);
     dataset.DatasetType = 1;
+    dataset.Name = wxString::FromUTF8("gr\xC3\xB6\xC3\x9F");  // which has no form in "C"
     expect({"x"},
-           "Dataset \"d\" has not been declared as a panel dataset. Use the \"set_pd\" function to define the time and "
-           "group variables, before running any panel models.");
+           "Dataset \"gr\xC3\xB6\xC3\x9F\" has not been declared as a panel dataset. Use the \"set_pd\" function to "
+           "define the time and group variables, before running any panel models.");
     expect({"x", "text"}, NonNumeric);
 }
 

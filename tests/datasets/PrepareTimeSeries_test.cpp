@@ -177,9 +177,11 @@ TEST(PrepareTimeSeries, SaysWhyItCannot) {
     dataset.ReplaceVariable(VectorXd::Ones(3), "t");
     expectBoth({"a", "b"}, StalePanel);
     dataset.SetCrossSection();
-    expectBoth({"a", "b"},
-               "Dataset \"macro\" has not been declared as a time-series or panel dataset. Use the \"set_ts\" "
-               "or \"set_pd\" functions before calling a model that requires a time-structure to be set.");
+    dataset.Name = wxString::FromUTF8("gr\xC3\xB6\xC3\x9F");  // which has no form in "C"
+    expectBoth(
+        {"a", "b"},
+        "Dataset \"gr\xC3\xB6\xC3\x9F\" has not been declared as a time-series or panel dataset. Use the \"set_ts\" "
+        "or \"set_pd\" functions before calling a model that requires a time-structure to be set.");
 }
 
 TEST(PrepareTimeSeries, KeepsObservationsWithoutATimeAndRefusesEndlessGaps) {

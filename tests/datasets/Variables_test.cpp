@@ -134,7 +134,8 @@ TEST(Variables, KeepNamesOutsideASCIIApart) {
     for (const char* locale : {"C", "C.UTF-8"}) {
         if (std::setlocale(LC_CTYPE, locale) == nullptr) continue;
         Dataset dataset = Sample();
-        for (const char* name : {"pa\xC3\xADs", "pa\xC3\xB1s", "\xFE", "\xC3\xBF", "\xFF", "\xC3\xBF\xFF"}) {
+        for (const char* name :
+             {"pa\xC3\xADs", "pa\xC3\xB1s", "\xFE", "\xC3\xBF", "\xFF", "\xC3\xBF\xFF", "\xEF\x9F\xBF", "\xC0\xBF"}) {
             EXPECT_FALSE(dataset.VariableExists(name)) << locale;
             dataset.AddVariable(Three, name);
             EXPECT_EQ(dataset.GetVariableIndex(name), dataset.NumVars - 1) << locale;

@@ -9,9 +9,10 @@ import statistics
 import sys
 import unittest
 from pathlib import Path
+from types import SimpleNamespace
 
 sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "docs"))
-from read_workspace import read_workspace  # noqa: E402
+from read_workspace import read_string, read_workspace  # noqa: E402
 
 SMALL, INVESTMENT = sys.argv[1:3]
 
@@ -48,6 +49,23 @@ class SmallWorkspace(unittest.TestCase):
 
     def test_strings_keep_their_lines(self):
         self.assertEqual(self.top["strings"], {"note": "two\nlines", "void": ""})
+
+
+class TextOfAString(unittest.TestCase):
+    def test_ends_by_the_last_mark_on_the_lines_joined(self):
+        mark = "_#_end_of_string_#_"
+        for saved, text in (
+            ("abc" + mark, "abc"),
+            (mark, ""),
+            ("a\n\nb" + mark, "a\n\nb"),
+            ("a\n" + mark[:5] + "\n" + mark[5:], "a\n"),
+            ("x" + mark[:12] + "\n" + mark[12:] + "y\nz", "xy"),
+            ("a" + mark + "b", "ab"),
+            (mark + mark, mark),
+            ("a\n_#_end_of_string" + mark, "a\n_#_end_of_string"),
+        ):
+            rest = iter((saved + "\nnext").split("\n"))
+            self.assertEqual(read_string(SimpleNamespace(line=lambda: next(rest))), text)
 
 
 class Investment(unittest.TestCase):

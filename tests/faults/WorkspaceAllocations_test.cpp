@@ -72,6 +72,32 @@ TEST(FailingAllocations, EndTheLoadOfAWorkspaceByBadAlloc) {
     EXPECT_GT(points, 200);
 }
 
+TEST(FailingAllocations, EndTheCopyOfAWorkspaceByBadAllocWithoutATrace) {
+    Workspace tree;
+    quarn::testing::AddOneOfEach(tree);
+    const auto dataset = tree.Datasets.begin()->second;
+    // Too short to need memory: the copy constructor of wxArrayString leaks what it has where that of a string runs out.
+    for (const auto& each : {dataset, tree.Structures.begin()->second->Datasets.begin()->second})
+        each->VarNames[0] = "i";
+    for (const char* name : {"a linked model that comes before", "a linked model that comes behind"})
+        tree.AddModel(name, quarn::testing::MakeModel(dataset));
+    const std::string expected = Saved(tree);
+    const auto models = dataset->AssociatedModels;
+    std::shared_ptr<QuarnStructure> copy;
+    const long points = FailEach([&] { copy = tree.Copy(); },
+                                 [&](End end) {
+                                     EXPECT_EQ(dataset->AssociatedModels.size(), end == End::Complete ? 6U : 3U);
+                                     if (copy != nullptr) {
+                                         copy->Datasets.clear();  // which list the models of their sources
+                                         copy->Clear();
+                                     }
+                                     copy = nullptr;
+                                     EXPECT_EQ(dataset->AssociatedModels, models);
+                                     EXPECT_EQ(Saved(tree), expected);
+                                 });
+    EXPECT_GT(points, 100);
+}
+
 TEST(FailingAllocations, EndTheSaveOfAWorkspaceByBadAllocOrAFailedStream) {
     Workspace tree;
     quarn::testing::AddOneOfEach(tree);

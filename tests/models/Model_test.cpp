@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
+
 namespace {
 
 using namespace quarn;
@@ -56,6 +58,31 @@ TEST(Model, CopiesDeeplyAndTellsTheDataset) {
     EXPECT_EQ(dataset->AssociatedModels, std::vector{copy});
     copy->SetDatasetWasDeleted();
     EXPECT_EQ(Model().Copy()->TableTop, nullptr);
+}
+
+TEST(Model, IsDoneWithItsLinkBeforeTheOldDatasetGoes) {
+    for (const bool cut : {true, false}) {
+        const auto other = std::make_shared<Dataset>();
+        std::optional<bool> done;  // as the model is when it goes
+        auto source = std::make_shared<Dataset>();
+        struct Plain final : Model {};
+        std::shared_ptr<Model> model(new Plain, [&](Plain* gone) {
+            const auto linked = cut ? std::vector<std::shared_ptr<Dataset>>() : std::vector{other};
+            done = gone->DatasetWasDeleted == cut && gone->Dataset == linked;
+            delete gone;
+        });
+        model->SetDataset(source);
+        model->DatasetWasDeleted = !cut;
+        source->AddAssociatedModel(model);
+        Model& last = *model;  // held by its dataset alone, which it alone holds
+        model.reset();
+        source.reset();
+        if (cut)
+            last.SetDatasetWasDeleted();
+        else
+            last.SetDataset(other);
+        EXPECT_EQ(done, true) << cut;
+    }
 }
 
 TEST(Model, TakesResultsOverSharedOrCopied) {

@@ -1,13 +1,17 @@
 #include "../support/CommaLocale.h"
+#include "../support/Damage.h"
 #include "../support/Matrices.h"
 #include "../support/TemporaryFile.h"
 
 #include <quarn/base/Globals.h>
 #include <quarn/numerics/MatrixText.h>
+#include <quarn/numerics/MatrixText_detail.h>
 #include <quarn/numerics/NumberFormat_detail.h>
+#include <quarn/numerics/SavedText_detail.h>
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <bit>
 #include <climits>
 #include <cmath>
@@ -162,6 +166,38 @@ struct GroupedDigits : std::numpunct<char> {
     char do_decimal_point() const override { return ','; }
     std::string do_grouping() const override { return "\3"; }
 };
+
+/// Counts how often it is asked where it is.
+struct CountingBuffer : std::stringbuf {
+    int Seeks = 0;
+    using std::stringbuf::stringbuf;
+    pos_type seekoff(off_type offset, std::ios::seekdir from, std::ios::openmode which) override {
+        ++Seeks;
+        return std::stringbuf::seekoff(offset, from, which);
+    }
+};
+
+TEST(MatrixText, AsksForTheBytesOfAStreamOnlyWhereAShapeCanBeRefused) {
+    using namespace quarn::detail;
+    std::istringstream good, ended;
+    ended.setstate(std::ios::eofbit);
+    for (const int rows : {-1, 1, 2, 1023, 1024, 1025, 65536, 65537, INT_MAX})
+        for (const int columns : {-1, 0, 1, 2, 63, 64, 65, 70000, INT_MAX}) {
+            const std::int64_t cells = std::int64_t{rows} * columns;
+            const bool refused = quarn::testing::IsRefused([&] {
+                RequireRoom(rows, columns, 0);
+                RequireText(good, cells, rows);  // a line feed for each row
+                RequireText(ended, cells, 0);
+            });
+            EXPECT_EQ(IsAlwaysAllowed(rows, columns), !refused) << rows << " x " << columns;
+            if (cells > 70000) continue;
+            CountingBuffer buffer(std::string(static_cast<std::size_t>(std::clamp(rows, 1, 70000)), '\n'),
+                                  std::ios::in);
+            std::istream stream(&buffer);
+            quarn::testing::IsRefused([&] { LoadBody(stream, rows, columns); });
+            EXPECT_EQ(buffer.Seeks != 0, refused) << rows << " x " << columns;
+        }
+}
 
 TEST(MatrixText, ShowsNoLocaleAndNoFlagOfTheStream) {
     const MatrixXd matrix = RandomMatrix(2000, 2);

@@ -107,12 +107,18 @@ TEST(SummarizeModel, SaysWhyThereIsNoTable) {
     }
 }
 
-TEST(SummarizeModel, HasNoNameWhereTheLocaleHasNoFormForIt) {
+TEST(SummarizeModel, HasNoNameWhereTheLocaleHasNoFormForItButNamesItInItsStatus) {
     const auto dataset = Imported(mixed);
-    dataset->Name = wxString::FromUTF8("\xC3\xA9t\xC3\xA9");
-    EXPECT_EQ(SummarizeModel(dataset, false).DatasetName, "");
-    if (std::setlocale(LC_CTYPE, "C.UTF-8") == nullptr) return;
-    EXPECT_EQ(SummarizeModel(dataset, false).DatasetName, "\xC3\xA9t\xC3\xA9");
+    Names unknown{"B"};
+    for (const char* locale : {"C", "C.UTF-8"}) {
+        if (std::setlocale(LC_CTYPE, locale) == nullptr) continue;
+        dataset->Name = wxString::FromUTF8("\xC3\xA9t\xC3\xA9");
+        EXPECT_EQ(SummarizeModel(dataset, false).DatasetName, locale == std::string("C") ? "" : "\xC3\xA9t\xC3\xA9");
+        EXPECT_EQ(SummarizeModel(dataset, unknown, false).Status,
+                  "Dataset \"\xC3\xA9t\xC3\xA9\" does not have a variable \"B\".");
+        dataset->Name = L"\xF7E9t";  // as a name of other bytes is held
+        EXPECT_EQ(SummarizeModel(dataset, false).DatasetName, "\xE9t");
+    }
     std::setlocale(LC_CTYPE, "C");
 }
 

@@ -3,11 +3,29 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <chrono>
 #include <cmath>
+#include <dlfcn.h>
+#include <pthread.h>
 #include <random>
 #include <stdexcept>
 #include <thread>
+
+namespace {
+
+int threadsAllowed = -1;  ///< how many more may be started; any number if negative
+
+}  // namespace
+
+/// In place of the system's, for all libraries of this program: threads that cannot be started.
+extern "C" [[gnu::visibility("default")]] int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
+                                                             void* (*run)(void*), void* argument) noexcept {
+    static const auto start = reinterpret_cast<decltype(&pthread_create)>(dlsym(RTLD_NEXT, "pthread_create"));
+    if (threadsAllowed == 0) return EAGAIN;
+    if (threadsAllowed > 0) --threadsAllowed;
+    return start(thread, attributes, run, argument);
+}
 
 namespace quarn::samplers {
 namespace {
@@ -112,6 +130,21 @@ TEST(RunRecord, IsThatOfTheRunAndComesBackFromText) {
     loaded.Samples->conservativeResize(39, 2);  // no longer two chains of 20
     EXPECT_EQ(GetRunRecord(loaded).Chains, 1);
     EXPECT_EQ(GetRunRecord(loaded).Draws, 39);
+}
+
+TEST(Sampler, StartsWithAllItsThreadsOrNotAtAll) {
+    for (const int allowed : {0, 1, 2}) {
+        Walk walk;
+        threadsAllowed = allowed;
+        const std::string status =
+            walk.Start({.Draws = 100'000'000, .Burnin = 0, .Thin = 1, .Chains = 3, .Threads = 3});
+        threadsAllowed = -1;
+        EXPECT_EQ(status, "The system allowed " + std::to_string(allowed) + " threads of 3. Ask for fewer.");
+        EXPECT_TRUE(walk.Threads.empty() && walk.GetpSamples() == nullptr && walk.IterationsDone().empty());
+        EXPECT_FALSE(walk.GetHasResults() || walk.KeepPartial());
+        EXPECT_EQ(walk.Start({.Draws = 50, .Burnin = 0, .Thin = 1, .Chains = 3, .Threads = 3}), "OK");
+        EXPECT_TRUE(walk.WaitFor(60.0) && walk.GetHasResults());
+    }
 }
 
 TEST(Sampler, SaysWhyThereAreNoResults) {

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <clocale>
 #include <limits>
 #include <map>
 #include <random>
@@ -140,6 +141,24 @@ TEST(WorkspacePersistence, BringsBackAllThatIsInATree) {
     EXPECT_EQ(Saved(loaded.Top), first);
 }
 
+TEST(WorkspacePersistence, KeepsNamesOfAnyBytesInAnyLocale) {
+    for (const char* locale : {"C", "C.UTF-8"}) {
+        if (std::setlocale(LC_CTYPE, locale) == nullptr) continue;
+        Workspace w;
+        // Of the second, UTF-8 makes the character that stands for the last byte of the first.
+        for (const char* name :
+             {"caf\xE9", "caf\xEF\x9F\xA9", "caf\xC3\xA9", "caf\xC3\xA9\xE9", "\xED\xA0\x80", "\xEF"}) {
+            const auto dataset = MakeDataset();
+            dataset->RenameVariable("x", name);
+            w.AddDataset(name, dataset);
+        }
+        const Loaded loaded(Saved(w));
+        EXPECT_EQ(Saved(loaded.Top), Saved(w)) << locale;
+        for (const auto& [name, dataset] : loaded.Top.Datasets) EXPECT_TRUE(dataset->VariableExists(name)) << locale;
+    }
+    std::setlocale(LC_CTYPE, "C");
+}
+
 TEST(WorkspacePersistence, WritesAndReadsTheSameInAnyLocale) {
     Workspace w;
     AddOneOfEach(w);
@@ -151,6 +170,24 @@ TEST(WorkspacePersistence, WritesAndReadsTheSameInAnyLocale) {
     w.NotifyAssociatedModelsForSaving(counter = 1000);
     EXPECT_EQ(Saved(w), expected);
     EXPECT_EQ(Saved(Loaded(expected).Top), expected);
+}
+
+TEST(WorkspacePersistence, LinksModelsToTheirDatasetBesideCopiesOfIt) {
+    Workspace w, copies;
+    w.AddDataset("d", MakeDataset());
+    w.AddModel("m", MakeModel(w.GetpDataset("d")));
+    for (const char* name : {"a", "e"}) w.AddDataset(name, w.GetpDataset("d")->Copy());
+    int counter = 0;
+    w.NotifyAssociatedModelsForSaving(counter);
+    const Loaded loaded(Saved(w));
+    EXPECT_EQ(loaded.Top.GetpModel("m")->Dataset, std::vector{loaded.Top.GetpDataset("d")});
+    EXPECT_TRUE(loaded.Top.GetpDataset("a")->AssociatedModels.empty());
+
+    // Without the dataset itself, a copy stands in for it.
+    copies.AddDataset("e", w.GetpDataset("e"));
+    copies.AddModel("m", w.GetpModel("m"));
+    copies.NotifyAssociatedModelsForSaving(counter = 0);
+    EXPECT_EQ(Loaded(Saved(copies)).Top.GetpModel("m")->Dataset.size(), 1U);
 }
 
 TEST(WorkspacePersistence, LinksNoModelWithoutItsDataset) {
