@@ -49,7 +49,7 @@ bool BinaryProbitModel::CalculateMFX(int type, std::shared_ptr<MatrixXd> points,
     if (X.rows() == 0 || !HasColumns(X, Samples->cols(), "A marginal effect", message, detail)) return false;
     MatrixXd summary;
     matrixSummary(MeanDensities(X, *Samples).asDiagonal() * *Samples, summary);
-    *effects = summary.leftCols(5);
+    *effects = MatrixXd(summary.leftCols(5));
     return true;
 }
 
@@ -83,7 +83,7 @@ bool BinaryProbitModel::Predict(bool, bool, std::shared_ptr<MatrixXd> points, in
     MatrixXd probabilities = *Samples * at.transpose(), summary;
     normcdf(probabilities, 0.0, 1.0, probabilities);
     matrixSummary(probabilities, summary);
-    *predictions = summary.leftCols(5);
+    *predictions = MatrixXd(summary.leftCols(5));
     return true;
 }
 
