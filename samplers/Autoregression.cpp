@@ -55,7 +55,7 @@ class AutoregressionChain final : public Chain {
         if (!m_data->Missing.empty()) Factorise();
         for (int attempt = 0; attempt < mostAttempts; ++attempt) {
             const double sumOfSquares = Propose(generator);
-            if (m_data->Prior.Stationary && !detail::IsStationary(m_proposal.tail(m_data->p), m_work)) continue;
+            if (m_data->Prior.Stationary && !detail::IsStationary(m_proposal.tail(m_data->p), m_phi)) continue;
             m_beta.swap(m_proposal);
             m_sumOfSquares = sumOfSquares;
             return;
@@ -83,7 +83,8 @@ class AutoregressionChain final : public Chain {
     std::shared_ptr<const Data> m_data;
     double m_shape, m_tau = 0.0, m_sumOfSquares = 0.0;  // the last: of the errors at the present state
     detail::ImputedSeries m_series;
-    VectorXd m_beta, m_proposal, m_work;
+    VectorXd m_beta, m_proposal;
+    VectorXd m_work, m_phi;  // working space
     VectorXd m_priorPart, m_half;
     MatrixXd m_precision;
     Eigen::LLT<MatrixXd> m_factor;
@@ -136,7 +137,7 @@ Autoregression::Autoregression(const VectorXd& y, const MatrixXd& X, const Vecto
     IndVarNames = indVars;
     if (!m_fault.empty()) return;
     const Index N = y.size() - FirstObserved(y);
-    ObsId = ids.bottomRows(N);
+    ObsId = MatrixXd(ids.bottomRows(N));
     m_data = std::make_shared<const Data>(y.tail(N), X.bottomRows(N), time.tail(N), p, prior);
 }
 

@@ -92,7 +92,7 @@ bool AutoregressionModel::Forecast(int periods, std::shared_ptr<MatrixXd> points
                                  MakeGenerator(GetRunRecord(*this).Seed, FirstAuxiliaryStream));
     MatrixXd summary;
     matrixSummary(paths.transpose(), summary);
-    *forecasts = summary.leftCols(5);
+    *forecasts = MatrixXd(summary.leftCols(5));
     return true;
 }
 
@@ -104,7 +104,7 @@ bool AutoregressionModel::TestStability(std::shared_ptr<MatrixXd> statistics, st
     for (Index r = 0; r < modulus.size(); ++r) modulus(r) = LargestRoot(Samples->row(r).segment(K, p));
     RowVectorXd summary;
     vectorSummary(modulus, summary);
-    statistics->resize(1, 6);
+    *statistics = MatrixXd(1, 6);
     *statistics << (modulus.array() < 1.0).cast<double>().mean(), summary.head(5);
     return true;
 }

@@ -51,7 +51,7 @@ bool BinaryProbitModel::CalculateMFX(int type, std::shared_ptr<MatrixXd> points,
     if (X.rows() == 0 || !HasColumns(X, Samples->cols(), "A marginal effect", message, detail)) return false;
     MatrixXd summary;
     matrixSummary(MeanDensities(X, *Samples).asDiagonal() * *Samples, summary);
-    *effects = summary.leftCols(5);
+    *effects = MatrixXd(summary.leftCols(5));
     return true;
 }
 
@@ -88,7 +88,7 @@ bool BinaryProbitModel::Predict(bool, bool, std::shared_ptr<MatrixXd> points, in
     normcdf(isNaN.select(0.0, indices), 0.0, 1.0, probabilities);  // throws for NaN
     probabilities = isNaN.select(std::numeric_limits<double>::quiet_NaN(), probabilities).eval();
     matrixSummary(probabilities, summary);
-    *predictions = summary.leftCols(5);
+    *predictions = MatrixXd(summary.leftCols(5));
     return true;
 }
 

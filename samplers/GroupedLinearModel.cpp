@@ -27,7 +27,7 @@ GroupedLinearModel::GroupedLinearModel(const VectorXd& y, const MatrixXd& Z, con
     : m_Kz(Z.cols()), m_Kx(X.cols()) {
     Reduce(y, Z, X, structure);
     MoveOrigin();
-    m_within = (m_within.transpose() * m_within).eval();
+    m_within = MatrixXd(m_within.transpose() * m_within);
     m_products.resize(m_Kx, m_Kx * NumGroups());
     for (Index g = 0; g < NumGroups(); ++g) {
         const auto R = m_rows.block(m_Kz, m_start(g), m_Kx, m_start(g + 1) - m_start(g));
@@ -113,8 +113,8 @@ void GroupedLinearModel::CoefficientLaw(const NormalPrior& prior, const MatrixXd
     const Index k = m_origin.size();
     AccumulateMoments(D, tau, work);
     mean = prior.Mean - m_origin;
-    work.Residual.noalias() = prior.Precision * mean;
-    mean = work.Moments.row(k).head(k).transpose() + work.Residual;
+    work.Shift.noalias() = prior.Precision * mean;
+    mean = work.Moments.row(k).head(k).transpose() + work.Shift;
     work.Moments.topLeftCorner(k, k) += prior.Precision;
     factor.compute(work.Moments.topLeftCorner(k, k));
     factor.solveInPlace(mean);

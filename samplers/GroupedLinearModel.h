@@ -24,7 +24,8 @@ class QUARN_SAMPLERS_EXPORT GroupedLinearModel {
         MatrixXd Moments;           // (k+1) x (k+1), lower triangle
         MatrixXd DR, S, Whitened;   // of one group
         MatrixXd Precision;         // its factor, at last that of the last group
-        VectorXd Residual, Effect;  // of one group
+        VectorXd Shift;             // of the mean, by the prior
+        VectorXd Residual, Effect;  // of all rows with b_i; of one group
         MatrixXd Scatter;           // out: sum of (b_i - mu)(b_i - mu)', lower triangle
         double SumOfSquares = 0.0;  // out: of the errors e_i
     };

@@ -53,7 +53,7 @@ bool PredictMeans(const MatrixXd& draws, Eigen::Index K, const std::shared_ptr<M
     }
     MatrixXd summary;
     matrixSummary(draws.leftCols(K) * points->transpose(), summary);
-    predictions = summary.leftCols(5);
+    predictions = MatrixXd(summary.leftCols(5));
     return true;
 }
 

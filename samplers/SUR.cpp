@@ -194,7 +194,7 @@ bool SURModel::Predict(bool, bool, std::shared_ptr<MatrixXd> points, int, std::s
         column += P;
     }
     matrixSummary(means, summary);
-    *predictions = summary.leftCols(5);
+    *predictions = MatrixXd(summary.leftCols(5));
     return true;
 }
 

@@ -1,4 +1,5 @@
 #include <quarn/base/LargeTables_detail.h>
+#include <quarn/base/Resizing_detail.h>
 
 #include <cstdint>
 
@@ -10,9 +11,9 @@ namespace quarn::detail {
 namespace {
 
 template <class Matrix>
-void Resize(Matrix& matrix, Eigen::Index rows, Eigen::Index columns) {
+void ResizeLarge(Matrix& matrix, Eigen::Index rows, Eigen::Index columns) {
     const Eigen::Index before = matrix.size();
-    matrix.resize(rows, columns);
+    Resize(matrix, rows, columns);
     if (matrix.size() != before)
         AdviseLargePages(matrix.data(), static_cast<std::size_t>(matrix.size()) * sizeof(typename Matrix::Scalar));
 }
@@ -30,7 +31,11 @@ void AdviseLargePages([[maybe_unused]] const void* block, [[maybe_unused]] std::
 #endif
 }
 
-void ResizeUninitialised(MatrixXd& matrix, Eigen::Index rows, Eigen::Index columns) { Resize(matrix, rows, columns); }
-void ResizeUninitialised(MatrixXi& matrix, Eigen::Index rows, Eigen::Index columns) { Resize(matrix, rows, columns); }
+void ResizeUninitialised(MatrixXd& matrix, Eigen::Index rows, Eigen::Index columns) {
+    ResizeLarge(matrix, rows, columns);
+}
+void ResizeUninitialised(MatrixXi& matrix, Eigen::Index rows, Eigen::Index columns) {
+    ResizeLarge(matrix, rows, columns);
+}
 
 }  // namespace quarn::detail

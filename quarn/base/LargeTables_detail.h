@@ -12,7 +12,7 @@ namespace quarn::detail {
 void AdviseLargePages(const void* block, std::size_t bytes);
 
 /// Sizes a matrix whose cells are all about to be written, on large pages, without preserving or initialising them.
-/// Errors: std::bad_alloc.
+/// Errors: std::bad_alloc, with the matrix empty.
 void ResizeUninitialised(MatrixXd& matrix, Eigen::Index rows, Eigen::Index columns);
 void ResizeUninitialised(MatrixXi& matrix, Eigen::Index rows, Eigen::Index columns);
 

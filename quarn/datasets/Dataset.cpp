@@ -20,6 +20,19 @@ Dataset::Dataset(const wxArrayString& names, const MatrixXd& data)
     SetCrossSection();
 }
 
+Dataset& Dataset::operator=(const Dataset& other) {
+    Dataset copy(other);
+    // The string library copies where others move: what it holds is swapped, and nothing can fail.
+    wxString name;
+    wxArrayString names;
+    name.swap(copy.Name);
+    names.swap(copy.VarNames);
+    *this = std::move(copy);
+    Name.swap(name);
+    VarNames.swap(names);
+    return *this;
+}
+
 void Dataset::AddAssociatedModel(std::shared_ptr<Model> model) { AssociatedModels.push_back(std::move(model)); }
 
 void Dataset::RemoveAssociatedModel(const std::shared_ptr<Model>& model) {

@@ -74,6 +74,12 @@ class QUARN_EXPORT Dataset {
     /// The placeholder: one cell of zero under an empty name, not loaded.
     Dataset();
 
+    Dataset(const Dataset&) = default;
+    Dataset(Dataset&&) = default;
+    Dataset& operator=(Dataset&&) = default;
+    /// Errors: std::bad_alloc, with the dataset as it was.
+    Dataset& operator=(const Dataset& other);
+
     /// Imports delimited text: a header line of names, then one line per observation.
     ///
     ///   path       a regular file, or a pipe, which is read to its end

@@ -1,4 +1,5 @@
 #include <quarn/base/LargeTables_detail.h>
+#include <quarn/base/Resizing_detail.h>
 #include <quarn/datasets/CompleteTable_detail.h>
 #include <quarn/datasets/Dataset.h>
 #include <quarn/datasets/Names_detail.h>
@@ -82,7 +83,7 @@ std::string Dataset::Prepare_CrossSection(std::vector<std::string>& namesZ, std:
     const detail::CompleteRows rows(NumObs, all);
     if (rows.Count() == 0) return StatusTexts::NoData;
 
-    y.resize(rows.Count());
+    detail::Resize(y, rows.Count());
     rows.Copy(columnsX.back(), y.data());
     columnsX.pop_back();
     CopyTable(rows, columnsX, X);
@@ -106,7 +107,7 @@ std::string Dataset::CheckIntegral(std::vector<std::string>& names, int& maxValu
     // More values than observations leave a hole, however large the largest value.
     const double largest = y.maxCoeff() - minValue;
     if (largest >= static_cast<double>(y.size())) return StatusTexts::NotConsecutive;
-    counts = VectorXi::Zero(static_cast<Eigen::Index>(largest) + 1);
+    detail::Assign(counts, VectorXi::Zero(static_cast<Eigen::Index>(largest) + 1));
     for (const double value : y) ++counts(static_cast<Eigen::Index>(value - minValue));
     if ((counts.array() == 0).any()) return StatusTexts::NotConsecutive;
     maxValue = static_cast<int>(minValue + largest);

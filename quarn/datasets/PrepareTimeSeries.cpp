@@ -1,4 +1,5 @@
 #include <quarn/base/LargeTables_detail.h>
+#include <quarn/base/Resizing_detail.h>
 #include <quarn/datasets/Dataset.h>
 #include <quarn/datasets/Declaration_detail.h>
 #include <quarn/datasets/Lags_detail.h>
@@ -199,9 +200,9 @@ std::string Dataset::Prepare_TimeSeries(std::vector<std::string>& names, std::ve
         line = WithoutGaps(line, periods.Range);
     }
     FillColumns(*this, selection, lags, line, data, missing);
-    ids.resize(data.rows(), 1);
+    detail::Resize(ids, data.rows(), 1);
     Gather(Data.data(), line.Rows, NoId, ids);
-    time = VectorXd::Map(line.Times.data(), data.rows());
+    detail::Assign(time, VectorXd::Map(line.Times.data(), data.rows()));
     return StatusTexts::OK;
 }
 

@@ -1,3 +1,4 @@
+#include <quarn/base/Resizing_detail.h>
 #include <quarn/datasets/PanelOrder_detail.h>
 #include <quarn/datasets/StatusTexts.h>
 #include <quarn/datasets/TimeFormats.h>
@@ -192,7 +193,7 @@ std::string ToIndex(const std::vector<std::string>& values, const Structure& str
         if (!ToDayNumbers(periods)) return FirstInvalid(SortedKeys(structure, dates).rightCols<1>());
     }
     if (periods.size() > 0) periods.array() -= periods.minCoeff();
-    index = periods.cast<int>();
+    detail::Assign(index, periods.cast<int>());
     return StatusTexts::OK;
 }
 

@@ -1,5 +1,7 @@
+#include <quarn/base/Resizing_detail.h>
 #include <quarn/models/ChainDataStructure.h>
 
+#include <type_traits>
 #include <utility>
 
 namespace quarn {
@@ -15,7 +17,11 @@ template <class Value>
 bool Get(const std::map<std::string, Value>& values, const std::string& key, Value& value) {
     const auto found = values.find(key);
     if (found == values.end()) return false;
-    value = found->second;
+    if constexpr (std::is_arithmetic_v<Value>) {
+        value = found->second;
+    } else {
+        detail::Assign(value, found->second);
+    }
     return true;
 }
 

@@ -67,6 +67,11 @@ class QUARN_EXPORT Model {
     // ---- Construction, copying, saving ----
 
     Model() = default;
+    Model(const Model&) = default;
+    Model(Model&&) = default;
+    Model& operator=(Model&&) = default;
+    /// Errors: std::bad_alloc, with the model as it was.
+    Model& operator=(const Model& other) { return *this = Model(other); }
 
     /// Reads what SaveModel wrote, behind a line with the name. Neither Dataset nor actions are set: who loads a
     /// workspace links by DatasetLink, and a subclass takes this model over by SetMembersShallow.

@@ -18,6 +18,11 @@ class QUARN_EXPORT SummaryStructure {
     VectorXi SpacesVector;             ///< rows of each block, B entries of sum R
 
     SummaryStructure() = default;  ///< without rows
+    SummaryStructure(const SummaryStructure&) = default;
+    SummaryStructure(SummaryStructure&&) = default;
+    SummaryStructure& operator=(SummaryStructure&&) = default;
+    /// Errors: std::bad_alloc, with the table as it was.
+    SummaryStructure& operator=(const SummaryStructure& other) { return *this = SummaryStructure(other); }
 
     /// Reads what SaveSummaryStructure wrote, at the position of the stream, and nothing behind it.
     /// Errors: those of Model(stream).

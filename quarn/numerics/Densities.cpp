@@ -1,3 +1,4 @@
+#include <quarn/base/Resizing_detail.h>
 #include <quarn/numerics/Densities.h>
 #include <quarn/numerics/NormalTail_detail.h>
 #include <quarn/numerics/Reductions_detail.h>
@@ -21,7 +22,7 @@ constexpr double LogPiQuarter = 0.28618247146235004;
 /// out(i) = law(x(i)).
 template <class Law>
 void ForCells(const MatrixXd& x, MatrixXd& out, Law law) {
-    out = x.unaryExpr(law);
+    detail::Assign(out, x.unaryExpr(law));
 }
 
 double NormalDensity(double z, double s) { return std::exp(-0.5 * z * z) * detail::InverseRootTwoPi / s; }
@@ -156,7 +157,7 @@ void mvnormpdf(const MatrixXd& X, const RowVectorXd& m, const MatrixXd& V, const
         difference = X.row(i) - m;
         densities[i] = law.Density(difference, F, y);
     }
-    out = densities;
+    detail::Assign(out, densities);
 }
 
 double lmvgamma(double a, int p) {
@@ -186,12 +187,12 @@ double lbeta(double a, double b) {
     return detail::LogRootTwoPi - 0.5 * std::log(q) + rest + (p - 0.5) * std::log(share) + q * std::log1p(-share);
 }
 void lbeta(const MatrixXd& a, const MatrixXd& b, MatrixXd& out) {
-    out = a.binaryExpr(b, [](double p, double q) { return lbeta(p, q); });
+    detail::Assign(out, a.binaryExpr(b, [](double p, double q) { return lbeta(p, q); }));
 }
 
 double beta(double a, double b) { return std::exp(lbeta(a, b)); }
 void beta(const MatrixXd& a, const MatrixXd& b, MatrixXd& out) {
-    out = a.binaryExpr(b, [](double p, double q) { return beta(p, q); });
+    detail::Assign(out, a.binaryExpr(b, [](double p, double q) { return beta(p, q); }));
 }
 
 }  // namespace quarn

@@ -1,3 +1,4 @@
+#include <quarn/base/Resizing_detail.h>
 #include <quarn/numerics/DescriptiveStatistics.h>
 #include <quarn/numerics/MatrixHelpers.h>
 #include <quarn/numerics/Reductions_detail.h>
@@ -69,7 +70,7 @@ void Interval(const VectorView& x, double low, double high, double& lower, doubl
 }
 
 void IntervalRow(const VectorView& x, double low, double high, RowVectorXd& out) {
-    out.resize(2);
+    detail::Resize(out, 2);
     Interval(x, low, high, out[0], out[1]);
 }
 
@@ -156,7 +157,7 @@ void vectorMinMax(const VectorView& x, RowVectorXd& out) {
         for (Index lane = 0; lane < Lanes; ++lane) take(lane, x[i + lane]);
     }
     for (; i < x.size(); ++i) take(0, x[i]);
-    out.resize(2);
+    detail::Resize(out, 2);
     if (HasNaN(x)) {
         out.setConstant(NaN);
     } else {
@@ -169,7 +170,7 @@ void vectorPerc5(const VectorView& x, RowVectorXd& out) { IntervalRow(x, 0.025, 
 
 void vectorSummary(const VectorView& x, RowVectorXd& out) {
     if (HasNaN(x)) {
-        out = RowVectorXd::Constant(9, NaN);
+        detail::Assign(out, RowVectorXd::Constant(9, NaN));
         return;
     }
     const OrderStatistics order{VectorXd(x)};
@@ -179,13 +180,13 @@ void vectorSummary(const VectorView& x, RowVectorXd& out) {
     const double sumOfSquares = detail::SumOfSquares(x, centre);
     const double variance = sumOfSquares / (Count(x) - 1.0);
     const double skewness = detail::SumOfCubes(x, centre) / Count(x) / (variance * std::sqrt(variance));
-    out.resize(9);
+    detail::Resize(out, 9);
     out << vectorMean(x), order.Median, StandardDeviation(sumOfSquares, Count(x)), order.Lower, order.Upper, range,
         skewness, ApproximateMode(x, skewness, variance, order.Median, range[0], range[1]);
 }
 
 void vectorSummary_mean_std_90ci(const VectorView& x, RowVectorXd& out) {
-    out.resize(4);
+    detail::Resize(out, 4);
     out[0] = vectorMean(x);
     out[1] = vectorSd(x);
     Interval(x, 0.05, 0.95, out[2], out[3]);

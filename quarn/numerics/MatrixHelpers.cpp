@@ -1,3 +1,4 @@
+#include <quarn/base/Resizing_detail.h>
 #include <quarn/numerics/CompleteRows_detail.h>
 #include <quarn/numerics/CrossProduct_detail.h>
 #include <quarn/numerics/MatrixHelpers.h>
@@ -85,7 +86,7 @@ MatrixXi double2int(const MatrixXd& A) { return A.unaryExpr(&ToInt); }
 
 void vectorPower(const VectorXd& v, const int& p, VectorXd& out) {
     const double exponent = p;
-    out = v.unaryExpr([exponent](double base) { return Power(base, exponent); });
+    detail::Assign(out, v.unaryExpr([exponent](double base) { return Power(base, exponent); }));
 }
 
 void matrixPower(MatrixXd& A, const int& p) {
@@ -94,7 +95,7 @@ void matrixPower(MatrixXd& A, const int& p) {
     for (int done = 1; done < p; ++done) A = XpZ(transposed, A);
 }
 
-void matrixEPower(const MatrixXd& A, const MatrixXd& B, MatrixXd& out) { out = A.binaryExpr(B, &Power); }
+void matrixEPower(const MatrixXd& A, const MatrixXd& B, MatrixXd& out) { detail::Assign(out, A.binaryExpr(B, &Power)); }
 void matrixEPower(MatrixXd& A, const MatrixXd& B) { matrixEPower(A, B, A); }
 void matrixEPowerExpand(MatrixXd& A, double p) {
     A = A.unaryExpr([p](double base) { return Power(base, p); });

@@ -9,6 +9,7 @@
 // normal equations then lose 6 to 11 digits, and more where the mean is far from 0. Without copies of the lags it
 // takes a tenth of the time or less.
 
+#include <quarn/base/Resizing_detail.h>
 #include <quarn/numerics/CrossProduct_detail.h>
 #include <quarn/numerics/PosteriorAnalysis.h>
 #include <quarn/numerics/Reductions_detail.h>
@@ -142,7 +143,7 @@ MatrixXd ACFData(const VectorView& x, int lags) {
 }
 
 void MCMCdiagnostics(const VectorView& x, RowVectorXd& out, int, int) {
-    out = RowVectorXd::Constant(5, NaN);
+    detail::Assign(out, RowVectorXd::Constant(5, NaN));
     const auto n = static_cast<double>(x.size());
     out[0] = detail::Sum(x) / n;
     if (x.size() <= LostDraws) return;

@@ -2,6 +2,7 @@
 // predictors, which take their places, then their cross-products with the same rows, while these are still in the
 // cache.
 
+#include <quarn/base/Resizing_detail.h>
 #include <quarn/optimize/LikelihoodKernels_detail.h>
 #include <quarn/optimize/LogLikelihoods.h>
 
@@ -65,7 +66,7 @@ VectorXd LogLikelihood::g(const VectorXd& t) {
 }
 
 double LogLikelihood::fg(const VectorXd& t, VectorXd& gradient) {
-    gradient.resize(t.size());
+    detail::Resize(gradient, t.size());
     return Evaluate(t, true, gradient.data());
 }
 

@@ -7,12 +7,14 @@
 //   f0, g0        phi(0), phi'(0) along the direction p
 //   a_lo, a_hi    alpha_lo, alpha_hi
 
+#include <quarn/base/Resizing_detail.h>
 #include <quarn/numerics/Reductions_detail.h>
 #include <quarn/optimize/Optimize.h>
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <utility>
 
 namespace quarn {
 namespace {
@@ -165,7 +167,7 @@ double Minimise(Optimize& run, Calls calls, Update update, const VectorXd& start
         update(H, s, y, Hy);
     }
     run.fmin = value;
-    run.xmin = x;
+    run.xmin = std::move(x);
     return value;
 }
 
@@ -294,7 +296,7 @@ VectorXd TestFunction_Xd::g(const VectorXd& x) {
 
 double TestFunction_Xd::fg(const VectorXd& x, VectorXd& gradient) {
     double value = (1.0 - x[0]) * (1.0 - x[0]);
-    gradient.setZero(x.size());
+    detail::Assign(gradient, VectorXd::Zero(x.size()));
     gradient[0] = -2.0 * (1.0 - x[0]);
     for (Index i = 1; i < x.size(); ++i) {
         const double away = x[i] - x[i - 1] * x[i - 1];

@@ -1,3 +1,4 @@
+#include <quarn/base/Resizing_detail.h>
 #include <quarn/numerics/MatrixHelpers.h>
 #include <quarn/random/Gamma_detail.h>
 #include <quarn/random/Multivariate.h>
@@ -63,7 +64,8 @@ namespace {
 template <class Degrees>
 void BartlettFactor(Rng& rng, Unif& unif, Norm& norm, const MatrixXd& L, Degrees degrees, MatrixXd& Z) {
     const Index p = L.rows();
-    Z.setZero(p, p);
+    detail::Resize(Z, p, p);
+    Z.setZero();
     for (Index i = 1; i < p; ++i) {
         for (Index j = 0; j < i; ++j) Z(i, j) = NormalDraw(rng, norm);
     }
@@ -93,7 +95,7 @@ void WishartDraw(Rng& rng, Unif& unif, Norm& norm, const MatrixXd& L, Df df, Mat
     if (&out == &L) return WishartDraw(rng, unif, norm, MatrixXd(L), df, out, combine);
     const Index p = L.rows();
     if (!(df > static_cast<Df>(p - 1)) || !std::isfinite(static_cast<double>(df))) {
-        out.setConstant(p, p, NaN);
+        detail::Assign(out, MatrixXd::Constant(p, p, NaN));
         return;
     }
     const auto degrees = [df](Index i) { return static_cast<double>(df - static_cast<Df>(i)); };

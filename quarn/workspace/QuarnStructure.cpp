@@ -1,3 +1,4 @@
+#include <quarn/base/Resizing_detail.h>
 #include <quarn/workspace/QuarnStructure.h>
 
 #include <utility>
@@ -72,11 +73,18 @@ std::shared_ptr<Item> Find(const Items<Item>& items, const std::string& name) {
 }
 
 template <class Item>
+void CopyTo(Item& target, const Item& item) {
+    target = item;
+}
+
+void CopyTo(MatrixXd& target, const MatrixXd& item) { detail::Assign(target, item); }
+
+template <class Item>
 bool Get(const Items<Item>& items, const std::string& name, Item& target) {
     // Holds the item, which the target may be all that owns.
     const std::shared_ptr<Item> item = Find(items, name);
     if (item == nullptr) return false;
-    target = *item;
+    CopyTo(target, *item);
     return true;
 }
 

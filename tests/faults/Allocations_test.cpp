@@ -3,6 +3,7 @@
 #include "../support/TemporaryFile.h"
 #include "FailingAllocations.h"
 
+#include <quarn/datasets/TimeFormats.h>
 #include <quarn/numerics/MatrixText.h>
 
 #include <functional>
@@ -150,6 +151,9 @@ struct Operation {
 
 std::vector<std::string> Some() { return {"x", "y"}; }
 
+/// Of another size than what is prepared: it must end well with the exception.
+MatrixXd Filled() { return MatrixXd::Ones(7, 7); }
+
 // Not Copy: the copy constructor of wxArrayString loses its block where memory runs out among the names.
 const Operation operations[] = {
     {"SetPanelData", [](Dataset& d) { d.SetPanelData("text", "group", "yyyymxx"); }},
@@ -205,19 +209,32 @@ const Operation operations[] = {
          std::string message;
          d.CalculateGroupStats("x", "d", "groupmedians", message);
      }},
-    {"Prepare_CrossSection",
+    {"Prepare_Summarize",
      [](Dataset& d) {
          auto names = Some();
-         MatrixXd X, ids;
-         VectorXd y;
-         d.Prepare_CrossSection(names, X, y, ids);
+         MatrixXd data = Filled();
+         d.Prepare_Summarize(names, data);
+     }},
+    {"Prepare_CrossSection",
+     [](Dataset& d) {
+         auto namesZ = Some(), namesX = Some();
+         MatrixXd Z = Filled(), X = Filled(), ids = Filled();
+         VectorXd y = Filled().col(0);
+         d.Prepare_CrossSection(namesZ, namesX, Z, X, y, ids);
+     }},
+    {"CheckIntegral",
+     [](Dataset& d) {
+         std::vector<std::string> names = {"x"};
+         int maxValue = 0;
+         VectorXi counts = VectorXi::Ones(7);
+         d.CheckIntegral(names, maxValue, counts, 0);
      }},
     {"Prepare_TimeSeries",
      [](Dataset& d) {
          auto names = Some();
          std::vector<VectorXi> lags = {VectorXi::LinSpaced(4, -1, 2), VectorXi::Zero(1)};
-         MatrixXd data, ids;
-         VectorXd time;
+         MatrixXd data = Filled(), ids = Filled();
+         VectorXd time = Filled().col(0);
          MatrixXi unused;
          std::vector<std::vector<int>> missing;
          std::vector<std::string> warnings;
@@ -227,17 +244,23 @@ const Operation operations[] = {
      [](Dataset& d) {
          auto names = Some();
          std::vector<VectorXi> lags = {VectorXi::LinSpaced(3, 0, 2), VectorXi::Zero(1)};
-         MatrixXd data, unused;
+         MatrixXd data = Filled(), unused;
          MatrixXi alsoUnused;
          d.Prepare_TimeSeries2(names, lags, data, unused, alsoUnused);
      }},
     {"Prepare_DynamicPanelData",
      [](Dataset& d) {
          auto names = Some();
-         MatrixXd X, ids;
-         VectorXd y;
-         MatrixXi structure;
+         MatrixXd X = Filled(), ids = Filled();
+         VectorXd y = Filled().col(0);
+         MatrixXi structure = MatrixXi::Ones(7, 7);
          d.Prepare_DynamicPanelData(names, X, y, ids, structure, true);
+     }},
+    {"SetTSFormat_TS",
+     [](Dataset&) {
+         VectorXi index = VectorXi::Ones(7);
+         std::string message;
+         SetTSFormat_TS({"2001q1", "2001q2"}, "yyyyqx", index, message);
      }},
 };
 
