@@ -79,7 +79,7 @@ VectorXd detail::DateOrder::Lags(int column, int lag) const {
 VectorXd detail::DateOrder::Diffs(int column, int order, int lag) const {
     const auto values = m_dataset.Data.col(column);
     if (order < 1) return values;
-    if (lag == 0) return values - values;
+    if (lag == 0) return 0.0 * values.cwiseAbs();  // x - x: NaN where x is not finite
     VectorXd cells = Spread(column);
     constexpr int BetweenLooks = 8;
     for (int pass = 0; pass < order; ++pass) {
