@@ -34,11 +34,13 @@ void CombineWithLag(const PanelOrder& order, int lag, VectorXd& cells, Combine c
             std::fill(cell + end, cell + n, NaN);
         } else {
             // Times ascend, and with them those looked for: the candidate, the last place that is not too late, moves
-            // forward only. Differences of whole numbers are exact up to 2^53, and beyond that larger than any lag.
+            // forward only. Where there is such a time, wanted is that, without rounding; where a large one was rounded,
+            // the distance tells: of whole numbers it is exact up to 2^53, and beyond that larger than any lag.
             const double* const time = times + first;
             Index candidate = -1;
             for (Index p = 0; p < n; ++p) {
-                while (candidate + 1 < n && time[p] - time[candidate + 1] >= lag) ++candidate;
+                const double wanted = time[p] - lag;
+                while (candidate + 1 < n && time[candidate + 1] <= wanted) ++candidate;
                 const bool found = candidate >= 0 && time[p] - time[candidate] == lag;
                 cell[p] = combine(cell[p], found ? own[static_cast<std::size_t>(candidate)] : NaN);
             }
