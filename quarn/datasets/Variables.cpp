@@ -104,12 +104,14 @@ void Dataset::ChangeData(int row, int column, const std::string& text) {
 
 namespace {
 
-/// The ids that a merge of ids looks for its own among: none where nothing is to be merged, or no column holds any.
+/// The ids of the observations, before a merge of ids changes any; none where nothing is to be merged, or the table has
+/// no column.
 VectorXd IdsToMeet(const MatrixXd& ids, const Dataset& dataset) {
     if (ids.rows() == 0 || dataset.NumVars == 0) return {};
     return dataset.Data.col(0);
 }
 
+/// The rows of a column of ids, by id.
 class RowsById {
  public:
     explicit RowsById(VectorXd ids) : m_ids(std::move(ids)), m_order(SortIndex(m_ids)) {
